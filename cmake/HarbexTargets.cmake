@@ -1,0 +1,71 @@
+# One interface target carries every flag; the functions below are the only way a target of this project is made.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 17)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+add_library(harbex_flags INTERFACE)
+target_compile_definitions(harbex_flags INTERFACE _FILE_OFFSET_BITS=64 _GNU_SOURCE)
+target_compile_options(harbex_flags INTERFACE
+    -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wformat=2 -Wcast-align -Wundef
+    -Wnull-dereference -Wimplicit-fallthrough
+    $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual>
+    -ffunction-sections -fdata-sections -fno-omit-frame-pointer)
+target_link_options(harbex_flags INTERFACE -Wl,--gc-sections -Wl,--as-needed)
+if(HARBEX_WERROR)
+    target_compile_options(harbex_flags INTERFACE -Werror)
+endif()
+if(CMAKE_BUILD_TYPE STREQUAL "Release")
+    # -O2 rather than CMake's -O3: the daemon is judged by its size, too.
+    string(REPLACE "-O3" "-O2" CMAKE_CXX_FLAGS_RELEASE "${CMAKE_CXX_FLAGS_RELEASE}")
+    string(REPLACE "-O3" "-O2" CMAKE_C_FLAGS_RELEASE "${CMAKE_C_FLAGS_RELEASE}")
+    target_compile_options(harbex_flags INTERFACE -fstack-protector-strong -D_FORTIFY_SOURCE=2 -fPIE)
+    target_link_options(harbex_flags INTERFACE -Wl,-z,relro,-z,now)
+endif()
+if(HARBEX_SANITIZE)
+    target_compile_options(harbex_flags INTERFACE -fsanitize=${HARBEX_SANITIZE} -fno-sanitize-recover=all -O1 -g)
+    target_link_options(harbex_flags INTERFACE -fsanitize=${HARBEX_SANITIZE})
+    # The sanitizers' own checks make GCC see null dereferences that are not there.
+    target_compile_options(harbex_flags INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-null-dereference>)
+endif()
+
+if(HARBEX_FUZZ)
+    target_compile_options(harbex_flags INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
+# harbex_library(NAME SOURCES … LINKS …): a static library that sees only what its links publish.
+function(harbex_library name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
+    add_library(${name} STATIC ${ARG_SOURCES})
+    target_link_libraries(${name} PUBLIC ${ARG_LINKS} PRIVATE harbex_flags ${ARG_PRIVATE_LINKS})
+endfunction()
+
+# harbex_program(NAME SOURCES … LINKS …)
+function(harbex_program name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE ${ARG_LINKS} harbex_flags)
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+endfunction()
+
+# harbex_test(NAME SOURCES … LINKS … [BARE] [TIMEOUT s]): a GoogleTest program that runs in a fresh appliance of its own;
+# BARE leaves every service of that appliance stopped.
+function(harbex_test name)
+    cmake_parse_arguments(ARG "BARE" "TIMEOUT" "SOURCES;LINKS" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+    target_link_libraries(${name} PRIVATE ${ARG_LINKS} GTest::gtest_main harbex_flags)
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+    if(NOT ARG_TIMEOUT)
+        set(ARG_TIMEOUT 120)
+    endif()
+    set(bare "")
+    if(ARG_BARE)
+        set(bare --bare)
+    endif()
+    add_test(NAME ${name} COMMAND ${HARBEX_TEST_LAUNCHER} ${PROJECT_SOURCE_DIR}/appliance/appliance
+        --build ${CMAKE_BINARY_DIR} ${bare} -- $<TARGET_FILE:${name}>)
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT})
+endfunction()
