@@ -1,0 +1,62 @@
+#include "command_line.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+namespace settings {
+namespace {
+
+// Takes the pairs of [first, last); false when one of them is none.
+bool take_options(char** first, char** last, std::string_view options, Arguments& arguments) {
+    if ((last - first) % 2 != 0) return false;
+    for (; first != last; first += 2) {
+        const std::string_view name = *first;
+        if (name.size() != 2 || name[0] != '-' || options.find(name[1]) == options.npos) return false;
+        (name[1] == 'f' ? arguments.file : arguments.fallback) = first[1];
+    }
+    return true;
+}
+
+}  // namespace
+
+bool parse_arguments(int argc, char** argv, int count, std::string_view options, Arguments& arguments) {
+    for (int start = 1; start + count <= argc; start += 2) {
+        Arguments found;
+        found.positional = argv + start;
+        if (!take_options(argv + 1, argv + start, options, found)) continue;
+        if (!take_options(argv + start + count, argv + argc, options, found)) continue;
+        if (found.file == nullptr) continue;
+        arguments = found;
+        return true;
+    }
+    return false;
+}
+
+bool print(int fd, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t count = write(fd, text.data(), text.size());
+        if (count >= 0) {
+            text.remove_prefix(static_cast<size_t>(count));
+        } else if (errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
+}
+
+int complain(std::string_view program, std::string_view file, std::string_view why) {
+    std::string line = std::string(program).append(": ").append(file).append(": ").append(why);
+    std::replace_if(
+        line.begin(), line.end(), [](char c) { return c == '\n' || c == '\r'; }, '?');
+    (void)print(STDERR_FILENO, line + "\n");  // nobody is left to be told
+    return kExitFailed;
+}
+
+int usage(std::string_view text) {
+    (void)print(STDERR_FILENO, std::string("usage: ").append(text).append("\n"));  // nobody is left to be told
+    return kExitUsage;
+}
+
+}  // namespace settings

@@ -1,0 +1,187 @@
+// The file as a whole: who may read and write it, what stays of it, many writers, killed writers.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <linux/capability.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <random>
+
+#include "settings_tools.h"
+
+namespace harbex::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+using SettingsFile = InFolder;
+
+// Leaves root without its privileges for files, as any other user is.
+void give_up_privileges() {
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct none[2]{};
+    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 || syscall(SYS_capset, &header, none) != 0) _exit(126);
+}
+
+struct stat status_of(const fs::path& path) {
+    struct stat status {};
+    EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+    return status;
+}
+
+TEST_F(SettingsFile, NewFile) {
+    umask(0777);
+    EXPECT_EQ(setcfg("s", "a", "1", file_).status, 0);
+    umask(022);
+    EXPECT_EQ(status_of(file_).st_mode & 07777, 0600U);
+    EXPECT_EQ(read_text(file_), "[s]\na = 1\n");
+    EXPECT_EQ(entries(), 1);
+    expect_failure(setcfg("s", "a", "1", folder_ / "missing" / "corvane.conf"), "its folder is missing");
+    EXPECT_EQ(entries(), 1);
+}
+
+TEST_F(SettingsFile, MissingFileIsAnEmptyOne) {
+    for (const std::string& path : {file_.string(), (folder_ / "missing" / "f").string(), std::string()}) {
+        const Finished run = getcfg("s", "a", path);
+        EXPECT_EQ(run.status, 0) << path;
+        EXPECT_EQ(run.out, "DEFAULT\n") << path;
+    }
+}
+
+TEST_F(SettingsFile, ModeAndOwnerStay) {
+    write_text(file_, "[s]\na = 1\n");
+    // Another owner is possible only where the system knows more than one.
+    const bool has_other_owner = chown(file_.c_str(), 65534, 65534) == 0;
+    ASSERT_EQ(chmod(file_.c_str(), 04640), 0);
+    const struct stat before = status_of(file_);
+    EXPECT_EQ(setcfg("s", "a", "2", file_).status, 0);
+    const struct stat after = status_of(file_);
+    EXPECT_EQ(after.st_mode, before.st_mode);
+    EXPECT_EQ(after.st_uid, before.st_uid);
+    EXPECT_EQ(after.st_gid, before.st_gid);
+    EXPECT_EQ(read_text(file_), "[s]\na = 2\n");
+
+    if (!has_other_owner) GTEST_SKIP() << "one user only: a writer that may not keep the owner cannot be had";
+    ASSERT_EQ(chmod(file_.c_str(), 0666), 0);
+    expect_failure(run_program({"/sbin/setcfg", "s", "a", "3", "-f", file_}, give_up_privileges),
+                   "owner cannot be kept");
+    EXPECT_EQ(read_text(file_), "[s]\na = 2\n");
+    EXPECT_EQ(entries(), 1);
+}
+
+TEST_F(SettingsFile, LinksAreFollowed) {
+    fs::create_directory(folder_ / "deep");
+    fs::create_symlink("deep/second", folder_ / "first");
+    fs::create_symlink("target.conf", folder_ / "deep" / "second");
+    fs::create_symlink(folder_ / "loop", folder_ / "loop");
+    for (const char* value : {"creates the target", "replaces the target"}) {
+        EXPECT_EQ(setcfg("s", "a", value, folder_ / "first").status, 0) << value;
+        EXPECT_TRUE(fs::is_symlink(folder_ / "first")) << value;
+        EXPECT_TRUE(fs::is_symlink(folder_ / "deep" / "second")) << value;
+        EXPECT_EQ(read_text(folder_ / "deep" / "target.conf"), std::string("[s]\na = ") + value + "\n");
+        EXPECT_EQ(getcfg("s", "a", folder_ / "first").out, std::string(value) + "\n");
+    }
+    expect_failure(setcfg("s", "a", "1", folder_ / "loop"), "set in a circle of links");
+    expect_failure(getcfg("s", "a", folder_ / "loop"), "get from a circle of links");
+}
+
+TEST_F(SettingsFile, LeftoversAreNoTrap) {
+    const fs::path victim = folder_ / "victim";
+    write_text(victim, "precious");
+    fs::create_symlink(victim, folder_ / ".setcfg.new");
+    EXPECT_EQ(setcfg("s", "a", "1", file_).status, 0);
+    EXPECT_EQ(read_text(victim), "precious");
+    EXPECT_EQ(read_text(file_), "[s]\na = 1\n");
+    EXPECT_EQ(entries(), 2);
+    expect_failure(setcfg("s", "a", "1", folder_ / ".setcfg.new"), "the name of the file on its way");
+}
+
+TEST_F(SettingsFile, UnreadableIsAFailure) {
+    const fs::path pipe = folder_ / "pipe";
+    const fs::path secret = folder_ / "secret";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    write_text(secret, "[s]\na = 1\n");
+    fs::permissions(secret, fs::perms::none);
+    for (const fs::path& path : {folder_, pipe, secret}) {
+        const std::string name = path.filename();
+        expect_failure(run_program({"/sbin/getcfg", "s", "a", "-f", path, "-d", "D"}, give_up_privileges), name);
+        expect_failure(run_program({"/sbin/setcfg", "s", "a", "2", "-f", path}, give_up_privileges), name);
+    }
+    fs::permissions(secret, fs::perms::owner_read);
+    expect_failure(run_program({"/sbin/setcfg", "s", "a", "2", "-f", secret}, give_up_privileges), "read-only");
+    EXPECT_EQ(read_text(secret), "[s]\na = 1\n");
+    EXPECT_EQ(entries(), 2);
+}
+
+std::string name_of(int writer, int key) {
+    return std::to_string(writer).append(".").append(std::to_string(key));
+}
+
+TEST_F(SettingsFile, ConcurrentWritersLoseNothing) {
+    constexpr int kWriters = 8;
+    constexpr int kKeys = 50;
+    write_text(file_, "# first\n[s]\n# last");
+    std::vector<pid_t> writers;
+    for (int writer = 0; writer < kWriters; ++writer) {
+        writers.push_back(fork());
+        if (writers.back() != 0) continue;
+        int failures = 0;
+        for (int key = 0; key < kKeys; ++key) {
+            const std::string name = name_of(writer, key);
+            if (setcfg("s", name, "value of " + name, file_).status != 0) ++failures;
+        }
+        _exit(failures);
+    }
+    for (const pid_t writer : writers)
+        EXPECT_EQ(wait_for(writer), 0);
+    const std::string text = read_text(file_);
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), kWriters * kKeys + 2);
+    EXPECT_TRUE(text.starts_with("# first\n[s]\n") && text.ends_with("\n# last")) << text;
+    for (int writer = 0; writer < kWriters; ++writer) {
+        for (int key = 0; key < kKeys; ++key) {
+            const std::string name = name_of(writer, key);
+            const std::string line = std::string("\n").append(name).append(" = value of ").append(name).append("\n");
+            EXPECT_NE(text.find(line), text.npos) << name;
+        }
+    }
+    EXPECT_EQ(entries(), 1);
+}
+
+TEST_F(SettingsFile, KilledWriterLeavesAWholeFile) {
+    const std::string head = "[s]\na = ";
+    const std::string tail = "\n" + std::string(200'000, '#') + "\n[t]\nb = 1\n";
+    const std::string values[] = {std::string(50'000, 'x'), std::string(70'000, 'y')};
+    write_text(file_, head + values[0] + tail);
+    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    const auto start = std::chrono::steady_clock::now();
+    ASSERT_EQ(setcfg("s", "a", values[0] + "x", file_).status, 0);
+    const auto one_run =
+        std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - start);
+    ASSERT_EQ(setcfg("s", "a", values[0], file_).status, 0);
+
+    std::mt19937 random(2024);
+    std::uniform_int_distribution<useconds_t> delay(0, static_cast<useconds_t>(one_run.count()));
+    for (int round = 1; round <= 100; ++round) {
+        const std::string before = read_text(file_);
+        const std::string& value = values[round % 2];
+        const pid_t writer = start_program({"/sbin/setcfg", "s", "a", value, "-f", file_}, nowhere, nowhere);
+        usleep(delay(random));
+        kill(writer, SIGKILL);
+        const int status = wait_for(writer);
+        ASSERT_TRUE(status == 0 || status == 128 + SIGKILL) << status;
+        const std::string after = read_text(file_);
+        const bool is_new = after == std::string(head).append(value).append(tail);
+        ASSERT_TRUE(is_new || (status != 0 && after == before)) << "round " << round;
+        ASSERT_LE(entries(), 2) << "round " << round;
+    }
+    close(nowhere);
+    EXPECT_EQ(setcfg("s", "a", "at rest", file_).status, 0);
+    EXPECT_EQ(read_text(file_), head + "at rest" + tail);
+    EXPECT_EQ(entries(), 1);
+}
+
+}  // namespace
+}  // namespace harbex::test
