@@ -1,0 +1,15 @@
+// The settings files of the application and of the NAS, and the sections shared by several readers.
+#pragma once
+
+namespace harbex {
+
+inline constexpr const char kCorvaneConf[] = "/etc/config/harbex/corvane.conf";
+inline constexpr const char kJoinCorvaneSection[] = "Join Corvane";
+inline constexpr const char kDebugSection[] = "Debug";
+
+inline constexpr const char kBidConf[] = "/etc/config/harbex/bid.conf";
+inline constexpr const char kBrindleIdSection[] = "Brindle ID Service";
+
+inline constexpr const char kPackagesConf[] = "/etc/config/bpkg.conf";
+
+}  // namespace harbex

@@ -1,0 +1,281 @@
+#include "common/exec.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <functional>
+#include <initializer_list>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "common/error_code.h"
+#include "support/files.h"
+#include "support/trace_reader.h"
+
+namespace fs = std::filesystem;
+
+namespace harbex::system {
+namespace {
+
+using test::read_text;
+
+// A null-terminated array of C strings.
+class Arguments {
+public:
+    Arguments(std::initializer_list<std::string> texts) : texts_(texts) {
+        for (std::string& text : texts_)
+            pointers_.push_back(text.data());
+        pointers_.push_back(nullptr);
+    }
+    char* const* get() { return pointers_.data(); }
+
+private:
+    std::vector<std::string> texts_;
+    std::vector<char*> pointers_;
+};
+
+Arguments shell(const std::string& script) {
+    return {"/bin/sh", "-c", script};
+}
+
+int in_child(const std::function<int()>& work) {
+    const pid_t child = ::fork();
+    if (child == 0) ::_exit(work());
+    int status = -1;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    return status;
+}
+
+// A child that has ended, not waited for.
+pid_t ended_child(const std::function<void()>& end) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        end();
+        ::_exit(0);
+    }
+    siginfo_t info = {};
+    EXPECT_EQ(::waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT), 0);
+    return child;
+}
+
+bool has_children() {
+    return ::waitpid(-1, nullptr, WNOHANG) != -1 || errno != ECHILD;
+}
+
+void wait_for_file(const fs::path& path) {
+    for (int i = 0; i < 1000 && !fs::exists(path); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+}
+
+class Exec : public testing::Test {
+protected:
+    void SetUp() override {
+        char name[] = "/tmp/exec_XXXXXX";
+        directory_ = ::mkdtemp(name);
+    }
+    void TearDown() override {
+        EXPECT_FALSE(has_children());
+        fs::remove_all(directory_);
+    }
+
+    fs::path directory_;
+};
+
+TEST_F(Exec, DoExecAppendsWhatTheShellPrints) {
+    const std::string long_line(2000, 'x');
+    const struct {
+        std::string command, printed;
+    } cases[] = {
+        {"printf " + long_line, long_line},
+        {"printf '" + long_line + "\\n2\\n'; exit 9", long_line + "\n2\n"},
+        {"echo $((1 + 2)) | tr 3 4", "4\n"},
+        {"true", ""},
+        {"kill -9 $$", ""},
+        {"exec /no/such/program 2>&-", ""},
+        {"printf 'a\\0b\\nc'", "ac"},
+    };
+    for (const auto& c : cases) {
+        std::string output = "before ";
+        EXPECT_EQ(do_exec(c.command.c_str(), output), 0) << c.command;
+        EXPECT_EQ(output, "before " + c.printed) << c.command;
+    }
+}
+
+TEST_F(Exec, DoExecSafe) {
+    const std::string text = "a 'b' \"c\" $(id) `id` ; | > *";
+    const struct {
+        const char* name;
+        std::vector<std::string> argv;
+        int result;
+        std::string output;
+    } cases[] = {
+        {"no shell looks at the arguments", {"/usr/bin/printf", "%s", text}, 0, text},
+        {"empty arguments", {"/usr/bin/printf", "<%s>", "", "", "x"}, 0, "<><><x>"},
+        {"lines are kept", {"/usr/bin/printf", "a\\n\\nb\\n"}, 0, "a\n\nb\n"},
+        {"cut at a NUL", {"/usr/bin/printf", "ab\\0cd"}, 0, "ab"},
+        {"standard error is discarded", {"/bin/sh", "-c", "echo e >&2; echo o"}, 0, "o\n"},
+        {"nothing printed", {"/bin/true"}, 0, ""},
+        {"a megabyte", {"/usr/bin/head", "-c", "1000000", "/dev/zero"}, 0, ""},
+        {"a line of a megabyte", {"/usr/bin/printf", "%01000000d", "0"}, 0, std::string(1000000, '0')},
+        {"exit status, no output", {"/bin/sh", "-c", "echo o; exit 7"}, 7, ""},
+        {"ended by a signal", {"/bin/sh", "-c", "echo o; kill -9 $$"}, 128 + SIGKILL, ""},
+        {"no such program", {"/no/such/program"}, 127, ""},
+        {"not searched for", {"true"}, 127, ""},
+        {"nothing to run", {}, -1, ""},
+    };
+    for (const auto& c : cases) {
+        std::string output = "old";
+        EXPECT_EQ(do_exec_safe(c.argv, output), c.result) << c.name;
+        EXPECT_EQ(output, c.output) << c.name;
+    }
+}
+
+// A started program finds /dev/null on its three streams, "/", umask 0, and no signal blocked or ignored.
+TEST_F(Exec, StartedProgramsSurroundings) {
+    const std::string path = directory_ / "report";
+    const std::string script = "streams=$(readlink /proc/$$/fd/0 /proc/$$/fd/1 /proc/$$/fd/2); exec > " + path +
+                               ".part; echo \"$streams\"; pwd; umask; " +
+                               "grep -E 'Sig(Blk|Ign)' /proc/self/status | tr -d '\\t'; mv " + path + ".part " + path;
+    const std::string expected =
+        "/dev/null\n/dev/null\n/dev/null\n/\n0000\nSigBlk:0000000000000000\nSigIgn:0000000000000000\n";
+    for (const bool closed_streams : {false, true}) {
+        for (const auto start : {foreground, background}) {
+            const int status = in_child([&] {
+                sigset_t signals;
+                ::sigfillset(&signals);
+                ::sigprocmask(SIG_BLOCK, &signals, nullptr);
+                ::signal(SIGPIPE, SIG_IGN);
+                for (int fd = 0; fd <= 2 && closed_streams; ++fd)
+                    ::close(fd);
+                Arguments program = shell(script);
+                return start(program.get());
+            });
+            EXPECT_EQ(status, 0);
+            wait_for_file(path);
+            EXPECT_EQ(read_text(path), expected)
+                << (start == foreground ? "foreground" : "background") << closed_streams;
+            fs::remove(path);
+        }
+    }
+}
+
+TEST_F(Exec, BackgroundLeavesAnOrphan) {
+    const std::string path = directory_ / "pid";
+    Arguments program = shell("echo $$ > " + path + ".part; mv " + path + ".part " + path + "; exec sleep 600");
+    EXPECT_EQ(background(program.get()), NO_ERROR);
+    EXPECT_FALSE(has_children());
+    wait_for_file(path);
+    const std::string pid = read_text(path);
+    ASSERT_FALSE(pid.empty());
+    EXPECT_EQ(::kill(std::stoi(pid), SIGKILL), 0) << "it runs";
+
+    Arguments missing{"/no/such/program"};
+    EXPECT_EQ(background(missing.get()), NO_ERROR);
+}
+
+// The wait is for any child of the process group: one that ended before is the one it meets.
+TEST_F(Exec, BackgroundTakesTheFirstEndedChildForItsOwn) {
+    Arguments program{"/bin/true"};
+    const struct {
+        const char* name;
+        std::function<void()> end;
+        int result;
+    } cases[] = {
+        {"exit 0", [] {}, NO_ERROR},
+        {"exit 3", [] { ::_exit(3); }, ERR_BACKGROUND_PROCESS},
+        {"signal", [] { ::raise(SIGKILL); }, ERR_BACKGROUND_PROCESS},
+    };
+    for (const auto& c : cases) {
+        (void)ended_child(c.end);
+        EXPECT_EQ(background(program.get()), c.result) << c.name;
+        EXPECT_FALSE(has_children()) << c.name;
+    }
+
+    // In another process group: not met, still there to wait for.
+    const pid_t stranger = ended_child([] {
+        ::setpgid(0, 0);
+        ::_exit(3);
+    });
+    EXPECT_EQ(background(program.get()), NO_ERROR);
+    EXPECT_EQ(::waitpid(stranger, nullptr, 0), stranger);
+}
+
+TEST_F(Exec, ForegroundWaitsAndPausesAfterSuccess) {
+    const struct {
+        const char* script;
+        int result;
+    } cases[] = {
+        {"exit 3", ERR_BACKGROUND_PROCESS},
+        {"kill -9 $$", ERR_BACKGROUND_PROCESS},
+        {"exec /no/such/program", ERR_BACKGROUND_PROCESS},
+    };
+    for (const auto& c : cases) {
+        Arguments program = shell(c.script);
+        EXPECT_EQ(foreground(program.get()), c.result) << c.script;
+    }
+    Arguments missing{"/no/such/program"};
+    EXPECT_EQ(foreground(missing.get()), ERR_BACKGROUND_PROCESS);
+
+    // It waits for its own child, not for another one that ended.
+    const pid_t other = ended_child([] { ::_exit(3); });
+    const std::string path = directory_ / "done";
+    Arguments program = shell("sleep 0.1; echo done > " + path);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(foreground(program.get()), NO_ERROR);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1100));
+    EXPECT_EQ(read_text(path), "done\n");
+    EXPECT_EQ(::waitpid(other, nullptr, 0), other);
+}
+
+TEST_F(Exec, KillWaitsForTheProcessToGo) {
+    ::signal(SIGTERM, SIG_IGN);  // for the child, from birth
+    const pid_t child = ::fork();
+    if (child == 0) {
+        (void)::sleep(2);
+        ::_exit(0);
+    }
+    ::signal(SIGTERM, SIG_DFL);
+    std::thread reaper([child] { ::waitpid(child, nullptr, 0); });
+    EXPECT_EQ(kill(child, SIGUSR2 + 1000), ERR_KILL_PROCESS) << "no such signal";
+    EXPECT_EQ(kill(child, SIGTERM), NO_ERROR);
+    EXPECT_EQ(kill(child, SIGTERM), ERR_KILL_PROCESS) << "it is gone";
+    reaper.join();
+}
+
+TEST_F(Exec, InvokeVpnScriptLogs) {
+    const fs::path script = directory_ / "vpn script.sh";
+    const std::string record = directory_ / "record";
+    test::write_text(script, "#!/bin/sh\necho \"$# $1\" > " + record + "\necho noise\n[ \"$1\" = start ]\n");
+    fs::permissions(script, fs::perms(0755));
+    const struct {
+        std::string script, action, record;
+        std::vector<std::string> lines;
+    } cases[] = {
+        {script, "start", "1 start\n", {"INFO Invoke VPN script by " + script.string() + " start"}},
+        {script,
+         "stop $(id)",
+         "1 stop $(id)\n",
+         {"INFO Invoke VPN script by " + script.string() + " stop $(id)",
+          "ERROR Fail to stop $(id) VPN by " + script.string() + ", output: "}},
+        {"/no/such/script",
+         "start",
+         "",
+         {"INFO Invoke VPN script by /no/such/script start", "ERROR Fail to start VPN by /no/such/script, output: "}},
+    };
+    for (const auto& c : cases) {
+        fs::remove(record);
+        test::TraceReader log;
+        invoke_vpn_script(c.script, c.action);
+        EXPECT_EQ(log.lines(), c.lines);
+        EXPECT_EQ(read_text(record), c.record);
+    }
+}
+
+}  // namespace
+}  // namespace harbex::system

@@ -1,0 +1,510 @@
+#include "common/trace_log.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <regex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "common/config_store.h"
+#include "support/files.h"
+
+namespace fs = std::filesystem;
+
+namespace harbex::corvane {
+int log_from_corvane() {
+    HARBEXLOG(HARBEXLOG_ERROR, "no arguments\n");
+    return __LINE__ - 1;
+}
+}  // namespace harbex::corvane
+
+namespace harbex::system {
+namespace {
+
+using test::read_text;
+using test::write_text;
+
+const fs::path kLockFile = "/var/lock/harbex_log.lck";
+
+size_t open_descriptors() {
+    const fs::directory_iterator entries("/proc/self/fd");
+    return static_cast<size_t>(std::distance(begin(entries), end(entries)));
+}
+
+pid_t in_child(const std::function<void()>& work) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        work();
+        ::_exit(0);
+    }
+    return child;
+}
+
+void expect_child_ends_well(pid_t child) {
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
+// Holds a write lock in a process of its own; `before_release` runs there at the end of the scope.
+class LockHolder {
+public:
+    LockHolder(const fs::path& path, const std::function<void()>& before_release) {
+        int ends[2];
+        char byte = 0;
+        EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+        child_ = in_child([&] {
+            struct flock lock = {};
+            lock.l_type = F_WRLCK;
+            const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0777);
+            if (::fcntl(fd, F_SETLK, &lock) != 0) ::_exit(1);
+            if (::write(ends[1], "r", 1) != 1 || ::read(ends[1], &byte, 1) != 1) ::_exit(1);
+            before_release();
+        });
+        ::close(ends[1]);
+        EXPECT_EQ(::read(ends[0], &byte, 1), 1);
+        parent_end_ = ends[0];
+    }
+    ~LockHolder() {
+        EXPECT_EQ(::write(parent_end_, "x", 1), 1);
+        ::close(parent_end_);
+        expect_child_ends_well(child_);
+    }
+    LockHolder(const LockHolder&) = delete;
+    void operator=(const LockHolder&) = delete;
+
+private:
+    pid_t child_ = -1;
+    int parent_end_ = -1;
+};
+
+// Until a thread of this process waits for a lock. Gives up in the end: what the caller then sees tells why.
+void wait_for_waiter() {
+    const std::string waiter = "-> POSIX  ADVISORY  WRITE " + std::to_string(::getpid()) + " ";
+    const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (read_text("/proc/locks").find(waiter) == std::string::npos && std::chrono::steady_clock::now() < give_up) {
+        std::this_thread::yield();
+    }
+}
+
+void log_message(const std::string& message) {
+    HARBEXLOG(HARBEXLOG_ERROR, "%s\n", message.c_str());
+}
+
+constexpr int kStatements = 500;
+
+void log_statements(int writer) {
+    for (int i = 0; i < kStatements; ++i) {
+        HARBEXLOG(HARBEXLOG_INFO, "writer %d statement %d %s end\n", writer, i,
+                  std::string(static_cast<size_t>(i * 5), 'm').c_str());
+    }
+}
+
+class TraceLog : public testing::Test {
+protected:
+    void SetUp() override {
+        char name[] = "/tmp/trace_log_XXXXXX";
+        directory_ = ::mkdtemp(name);
+        log_to(directory_ / "Harbex.log");
+        fs::remove_all(kLockFile);
+    }
+    void TearDown() override {
+        __cur_level__ = HARBEXLOG_DEBUG;
+        __cur_type__ = HARBEXLOG_TYPE_FILE;
+        log_to("/var/log/network/Harbex.log");
+        fs::remove_all(kLockFile);
+        fs::remove_all(directory_);
+    }
+
+    static void log_to(const fs::path& path) {
+        std::snprintf(__log_file__, sizeof(__log_file__), "%s", path.c_str());
+    }
+    static std::string logged() { return read_text(__log_file__); }
+
+    fs::path directory_;
+};
+
+// The words of the five levels that a threshold lets through; their arguments are evaluated for no other.
+std::string levels_written() {
+    int evaluated = 0;
+    int written = 0;
+    for (const int level : {HARBEXLOG_DEBUG, HARBEXLOG_INFO, HARBEXLOG_WARN, HARBEXLOG_ERROR, HARBEXLOG_CRITICAL}) {
+        HARBEXLOG(level, "%d\n", ++evaluated);
+    }
+    const std::string text = read_text(__log_file__);
+    fs::remove(__log_file__);
+    std::string words;
+    static const std::regex word(R"( \[([A-Z]+)\] )");
+    for (std::sregex_iterator match(text.begin(), text.end(), word), end; match != end; ++match, ++written) {
+        words += (words.empty() ? "" : " ") + (*match)[1].str();
+    }
+    EXPECT_EQ(evaluated, written);
+    return words;
+}
+
+TEST_F(TraceLog, LineNamesTimeProcessLevelAndCallSite) {
+    const time_t before = ::time(nullptr);
+    HARBEXLOG(HARBEXLOG_INFO, "%s and %d\n", "text", 7);
+    const int line = __LINE__ - 1;
+    const int corvane_line = corvane::log_from_corvane();
+
+    const std::string text = logged();
+    static const std::regex format(
+        R"((\d{4}-\d\d-\d\d \d\d:\d\d:\d\d) (\d+) \[INFO\] trace_log_test\.cpp \[(\d+)\] (\w+):)"
+        R"(text and 7\n(\S+ \S+) (\d+) \[ERROR\] trace_log_test\.cpp \[(\d+)\] (\w+):no arguments\n)");
+    std::smatch match;
+    ASSERT_TRUE(std::regex_match(text, match, format)) << text;
+    struct tm local = {};
+    local.tm_isdst = -1;
+    ASSERT_NE(::strptime(match[1].str().c_str(), "%Y-%m-%d %H:%M:%S", &local), nullptr);
+    EXPECT_GE(::mktime(&local), before);
+    EXPECT_LE(::mktime(&local), ::time(nullptr));
+    EXPECT_EQ(match[2], std::to_string(::getpid()));
+    EXPECT_EQ(match[3], std::to_string(line));
+    EXPECT_EQ(match[4], "TestBody");
+    EXPECT_EQ(match[7], std::to_string(corvane_line));
+    EXPECT_EQ(match[8], "log_from_corvane");
+}
+
+TEST_F(TraceLog, Thresholds) {
+    const struct {
+        int32_t threshold;
+        const char* words;
+    } cases[] = {
+        {HARBEXLOG_DEBUG, "DEBUG INFO WARN ERROR CRITICAL"},
+        {0, "DEBUG INFO WARN ERROR CRITICAL"},
+        {-1, "DEBUG INFO WARN ERROR CRITICAL"},
+        {19, "DEBUG INFO WARN ERROR CRITICAL"},
+        {HARBEXLOG_INFO, "INFO WARN ERROR CRITICAL"},
+        {31, "WARN ERROR CRITICAL"},
+        {HARBEXLOG_ERROR, "ERROR CRITICAL"},
+        {41, "ERROR CRITICAL"},
+        {HARBEXLOG_CRITICAL, "CRITICAL"},
+        {60, ""},
+        {HARBEXLOG_NOLOG, ""},
+        {101, ""},
+    };
+    for (const auto& c : cases) {
+        __cur_level__ = c.threshold;
+        EXPECT_EQ(levels_written(), c.words) << c.threshold;
+    }
+}
+
+TEST_F(TraceLog, Destinations) {
+    const fs::path path = directory_ / "destination.log";
+    const struct {
+        const char* name;
+        fs::path log_file;
+        int32_t type;
+        bool to_stdout, to_file;
+    } cases[] = {
+        {"file", path, HARBEXLOG_TYPE_FILE, false, true},
+        {"file without a path", "", HARBEXLOG_TYPE_FILE, false, false},
+        {"standard output without a path", "", HARBEXLOG_TYPE_STDOUT, true, false},
+        {"standard output", path, HARBEXLOG_TYPE_STDOUT, true, false},
+        {"neither", path, 2, false, false},
+    };
+    for (const auto& c : cases) {
+        fs::remove(path);
+        fs::remove(kLockFile);
+        log_to(c.log_file);
+        __cur_type__ = c.type;
+        testing::internal::CaptureStdout();
+        HARBEXLOG(HARBEXLOG_ERROR, "message %d\n", 1);
+        const std::string printed = testing::internal::GetCapturedStdout();
+        EXPECT_EQ(printed.ends_with(":message 1\n"), c.to_stdout) << c.name << ": " << printed;
+        EXPECT_EQ(read_text(path).ends_with(":message 1\n"), c.to_file) << c.name;
+        EXPECT_EQ(fs::exists(kLockFile), c.to_file) << c.name;
+    }
+}
+
+TEST_F(TraceLog, MessagesOfAnyLengthAreWhole) {
+    for (const size_t length : {0U, 900U, 1000U, 1023U, 1024U, 1025U, 300000U}) {
+        const std::string message(length, 'm');
+        fs::remove(__log_file__);
+        HARBEXLOG(HARBEXLOG_ERROR, "%s|%d\n", message.c_str(), 5);
+        const std::string text = logged();
+        EXPECT_TRUE(text.ends_with(":" + message + "|5\n")) << length << ", " << text.size();
+    }
+}
+
+TEST_F(TraceLog, UnwritableLogIsLostSilently) {
+    const size_t before = open_descriptors();
+    testing::internal::CaptureStderr();
+    log_to(directory_ / "missing" / "Harbex.log");
+    errno = EXDEV;
+    for (int i = 0; i < 50; ++i)
+        HARBEXLOG(HARBEXLOG_ERROR, "lost\n");
+    EXPECT_EQ(errno, EXDEV);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(open_descriptors(), before);
+}
+
+TEST_F(TraceLog, UsualStatementWaitsForNobody) {
+    const size_t before = open_descriptors();
+    {
+        const LockHolder other(kLockFile, [] {});
+        HARBEXLOG(HARBEXLOG_ERROR, "written under another's lock\n");  // would never return if it waited
+        EXPECT_TRUE(logged().ends_with("another's lock\n"));
+    }
+    EXPECT_EQ(_iot_lock_fd, -1);
+    EXPECT_EQ(open_descriptors(), before);
+    struct stat file = {};
+    fs::remove(kLockFile);
+    const mode_t old_mask = ::umask(0);
+    HARBEXLOG(HARBEXLOG_ERROR, "creates the lock file\n");
+    ::umask(old_mask);
+    ASSERT_EQ(::stat(kLockFile.c_str(), &file), 0);
+    EXPECT_EQ(file.st_mode & 07777U, 0777U);
+}
+
+TEST_F(TraceLog, WritesWithoutALockFileAndKeepsNoDescriptor) {
+    const size_t before = open_descriptors();
+    fs::create_directory(kLockFile);
+    for (int i = 0; i < 50; ++i)
+        HARBEXLOG(HARBEXLOG_ERROR, "line %d\n", i);
+    EXPECT_TRUE(logged().ends_with(":line 49\n"));
+    EXPECT_EQ(open_descriptors(), before);
+}
+
+// The lock file cannot be opened before the line is written, but can be afterwards: that statement leaves it open,
+// and the next one waits for the lock. A pipe in the log's place, too small for the line, stops the first one in
+// between.
+TEST_F(TraceLog, ReopenedLockFileIsWaitedOn) {
+    const size_t before = open_descriptors();
+    const fs::path pipe = directory_ / "pipe";
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    fs::create_directory(kLockFile);
+    log_to(pipe);
+    std::thread first(log_message, std::string(size_t{1} << 20, 'm'));
+    const int reader = ::open(pipe.c_str(), O_RDONLY | O_CLOEXEC);  // returns once the statement has opened the log
+    fs::remove(kLockFile);
+    std::vector<char> drained(65536);
+    while (::read(reader, drained.data(), drained.size()) > 0) {
+    }
+    first.join();
+    ::close(reader);
+    ASSERT_NE(_iot_lock_fd, -1);
+    EXPECT_NE(::fcntl(_iot_lock_fd, F_GETFD) & FD_CLOEXEC, 0);
+    EXPECT_EQ(corvane::_iot_lock_fd, -1);
+    EXPECT_EQ(open_descriptors(), before + 1);
+
+    log_to(directory_ / "Harbex.log");
+    std::thread second;
+    {
+        const LockHolder other(kLockFile, [] { write_text(__log_file__, "other\n"); });
+        second = std::thread(log_message, "second");
+        wait_for_waiter();
+        EXPECT_EQ(logged(), "");
+    }
+    second.join();
+    EXPECT_TRUE(std::regex_match(logged(), std::regex("other\n.*:second\n"))) << logged();
+    EXPECT_EQ(_iot_lock_fd, -1);
+    EXPECT_EQ(open_descriptors(), before);
+}
+
+TEST_F(TraceLog, LinesOfProcessesAndThreadsStayWhole) {
+    constexpr int kWriters = 8;
+    std::vector<pid_t> processes(kWriters);
+    for (int writer = 0; writer < kWriters; ++writer)
+        processes[static_cast<size_t>(writer)] = in_child([&] { log_statements(writer); });
+    std::vector<std::thread> threads;
+    for (int writer = kWriters; writer < kWriters + 2; ++writer)
+        threads.emplace_back(log_statements, writer);
+    for (std::thread& thread : threads)
+        thread.join();
+    for (const pid_t process : processes)
+        expect_child_ends_well(process);
+
+    std::vector<int> next(kWriters + 2, 0);
+    static const std::regex format(R"(\S+ \S+ \d+ \[INFO\] \S+ \[\d+\] \S+:writer (\d+) statement (\d+) )");
+    std::ifstream log(__log_file__);
+    for (std::string line; std::getline(log, line);) {
+        std::smatch match;
+        const std::string head = line.substr(0, 150);
+        ASSERT_TRUE(std::regex_search(head, match, format, std::regex_constants::match_continuous)) << line;
+        int& expected = next.at(std::stoul(match[1]));
+        ASSERT_EQ(match[2], std::to_string(expected));
+        ASSERT_EQ(line.substr(static_cast<size_t>(match.length())),
+                  std::string(static_cast<size_t>(expected) * 5, 'm') + " end");
+        ++expected;
+    }
+    EXPECT_EQ(next, std::vector<int>(kWriters + 2, kStatements));
+    EXPECT_EQ(_iot_lock_fd, -1);
+}
+
+TEST_F(TraceLog, MovesUnderTheInstallationDirectory) {
+    const fs::path packages = "/etc/config/bpkg.conf";
+    const std::string packages_before = read_text(packages);
+    const std::string unchanged = directory_ / "Harbex.log";
+    const std::string tail = "/var/log/Harbex.log";
+    const struct {
+        const char* name;
+        std::string install_path, log_file, message;
+    } cases[] = {
+        {"usual", "/share/app", "/share/app" + tail, ""},
+        {"empty", "", tail, ""},
+        {"blanks and signs", "/share/my app/%s$(id)", "/share/my app/%s$(id)" + tail, ""},
+        {"longest that fits", std::string(255 - tail.size(), 'd'), std::string(255 - tail.size(), 'd') + tail, ""},
+        {"too long", std::string(256 - tail.size(), 'd'), unchanged, "Log path too long, falling back to default"},
+    };
+    for (const auto& c : cases) {
+        log_to(unchanged);
+        fs::remove(unchanged);
+        ASSERT_EQ(setcfg_wrapper(packages, "Harbex", "Install_Path", c.install_path), 0) << c.name;
+        set_log_file_wrapper();
+        EXPECT_EQ(__log_file__, c.log_file) << c.name;
+        const std::string text = read_text(unchanged);
+        EXPECT_TRUE(text.ends_with(c.message)) << c.name << ": " << text;  // without a line's end
+        EXPECT_EQ(text.empty(), c.message.empty()) << c.name << ": " << text;
+    }
+    write_text(packages, packages_before);
+
+    log_to(unchanged);
+    fs::remove(unchanged);
+    const test::ReplacedTool getcfg("/sbin/getcfg", "exit 1");
+    set_log_file_wrapper();
+    EXPECT_EQ(__log_file__, unchanged);
+    EXPECT_FALSE(fs::exists(unchanged)) << "a failed read is no event";
+}
+
+class LogRotate : public TraceLog {
+protected:
+    static constexpr uintmax_t kLimit = 2097152;
+
+    fs::path log() const { return directory_ / "rotated"; }
+    fs::path generation(int number) const { return log().string() + "." + std::to_string(number); }
+
+    void make_log(uintmax_t size) const {
+        write_text(log(), "L");
+        fs::resize_file(log(), size);  // sparse
+    }
+
+    // One character for the live log and each of the five generations: the first of its text, "_" when it is empty,
+    // "-" when it is missing, "D" for a directory.
+    std::string generations() const {
+        std::string found;
+        for (int number = 0; number <= 5; ++number) {
+            const fs::path path = number == 0 ? log() : generation(number);
+            const std::string text = fs::is_directory(path) ? "D" : read_text(path);
+            found += !fs::exists(path) ? '-' : text.empty() ? '_' : text[0];
+        }
+        return found;
+    }
+
+    // What it wrote to standard error.
+    static std::string rotate(const std::string& path) {
+        testing::internal::CaptureStderr();
+        log_rotate(path.c_str());
+        return testing::internal::GetCapturedStderr();
+    }
+};
+
+TEST_F(LogRotate, SizeThreshold) {
+    constexpr uintmax_t kFourGiB = uintmax_t{1} << 32;
+    const struct {
+        uintmax_t size;
+        bool rotated;
+    } cases[] = {
+        {0, false},          {kLimit - 1, false},  {kLimit, true},        {kLimit * 2, true},
+        {0x80000000U, true}, {kFourGiB - 1, true}, {kFourGiB + 5, false}, {kFourGiB + kLimit, true},
+    };
+    for (const auto& c : cases) {
+        fs::remove(generation(1));
+        make_log(c.size);
+        EXPECT_EQ(rotate(log()), "") << c.size;
+        EXPECT_EQ(fs::exists(generation(1)), c.rotated) << c.size;
+        EXPECT_EQ(fs::file_size(log()), c.rotated ? 0 : c.size);
+    }
+}
+
+TEST_F(LogRotate, Generations) {
+    const struct {
+        const char *name, *before, *after;
+    } cases[] = {
+        {"first", "L-----", "_L----"},
+        {"the fifth is discarded", "L12345", "_L1234"},
+        {"a missing one is skipped", "L12-45", "_L12-4"},
+        {"a directory in the way of the last", "L1-34D", "L1-34D"},
+    };
+    for (const auto& c : cases) {
+        fs::remove_all(directory_);
+        make_log(kLimit);
+        for (int number = 1; number <= 5; ++number) {
+            const char kind = c.before[number];
+            if (kind == 'D') write_text(generation(number) / "file", "");
+            if (std::isdigit(kind) != 0) write_text(generation(number), std::string(1, kind));
+        }
+        EXPECT_EQ(generations(), c.before) << c.name;
+        EXPECT_EQ(rotate(log()), "") << c.name;
+        EXPECT_EQ(generations(), c.after) << c.name;
+        EXPECT_TRUE(fs::exists(log().string() + ".lock")) << c.name;
+        EXPECT_FALSE(fs::exists(log().string() + ".tmp")) << c.name;
+    }
+}
+
+TEST_F(LogRotate, ReportsWhatFailsOnStandardError) {
+    const auto path_of_length = [this](size_t length) {
+        std::string path = directory_ / std::string(200, 'd') / "";
+        return path + std::string(length - path.size(), 'f');
+    };
+    fs::create_directory(directory_ / std::string(200, 'd'));
+    const std::string no_lock = "Error: Failed to create lock file for log rotation\n";
+    const struct {
+        const char* name;
+        std::string path, message;
+        bool rotated;
+    } cases[] = {
+        {"longest path", path_of_length(250), "", true},
+        {"too long", path_of_length(251), "Error: lock file path too long (path: " + path_of_length(251) + ".lock)\n",
+         false},
+        {"lock file cannot be made", directory_ / "locked", no_lock, false},
+        {"temporary file cannot be made", directory_ / "temporary", "", false},
+        {"no directory", "log", "", true},
+    };
+    fs::current_path(directory_);
+    fs::create_directory(directory_ / "locked.lock");
+    fs::create_directory(directory_ / "temporary.tmp");
+    for (const auto& c : cases) {
+        std::ofstream(c.path) << "L";
+        fs::resize_file(c.path, kLimit);
+        EXPECT_EQ(rotate(c.path), c.message) << c.name;
+        EXPECT_EQ(fs::exists(c.path + ".1"), c.rotated) << c.name;
+        EXPECT_EQ(fs::file_size(c.path), c.rotated ? 0 : kLimit) << c.name;
+    }
+    EXPECT_EQ(rotate(directory_ / "missing" / "log"), no_lock);
+    EXPECT_EQ(rotate(directory_ / "no log"), "");
+    EXPECT_FALSE(fs::exists(directory_ / "no log"));
+    fs::current_path("/");
+}
+
+TEST_F(LogRotate, WaitsForAnotherRotationAndLooksAgain) {
+    const size_t before = open_descriptors();
+    make_log(kLimit);
+    std::thread rotation;
+    {
+        const LockHolder other(log().string() + ".lock", [this] { fs::resize_file(log(), kLimit - 1); });
+        rotation = std::thread([this] { log_rotate(log().c_str()); });
+        wait_for_waiter();
+    }
+    rotation.join();
+    EXPECT_EQ(generations(), "L-----");
+    EXPECT_EQ(open_descriptors(), before);
+}
+
+}  // namespace
+}  // namespace harbex::system
