@@ -1,0 +1,30 @@
+#pragma once
+
+#include <jansson.h>
+
+#include "common/json_owner.h"
+
+namespace harbex::service {
+
+// A call of another service: whom, how long, and the words that each step logs.
+struct BusCall {
+    const char* service;
+    const char* method;
+    int timeout_s;
+    const char* announcement;  // before the call, at DEBUG
+    const char* call_failed;   // at ERROR, like the two below
+    const char* no_reply = "Failed to read response";
+    const char* rejected = nullptr;  // null: the checker's own line in the trace log is enough
+};
+
+struct BusReply {
+    int result;           // E_SUCCESS, E_JSON_FAIL: the arguments could not be written, E_BS_FAIL: any later step
+    const char* failure;  // the words of the step that failed, logged already; "" when it has none
+    JsonOwner document;   // the whole reply, "error" 0, "data" not looked at; null on failure
+};
+
+// Calls `call.service`.`call.method` with `arguments` (borrowed; null: an empty request), waits for the reply and
+// checks it. Blocks for at most the call's time-out.
+[[nodiscard]] BusReply call_service(const BusCall& call, const json_t* arguments = nullptr);
+
+}  // namespace harbex::service
