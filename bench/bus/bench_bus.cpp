@@ -17,7 +17,7 @@ namespace {
 using bench::Exchange;
 using Clock = std::chrono::steady_clock;
 
-constexpr int kRounds = 15;
+constexpr int kRounds = 41;
 constexpr int kCallsARound = 500;
 constexpr int kClients = 4;
 constexpr int kServerThreads = 4;

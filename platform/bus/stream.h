@@ -26,15 +26,19 @@ struct Traffic {
 // One of the places among a service's open connections; given back when it ends. Outlives the service, if it must.
 class Seat {
 public:
-    explicit Seat(std::shared_ptr<Traffic> traffic) : traffic_(std::move(traffic)) { ++traffic_->open; }
+    explicit Seat(std::shared_ptr<Traffic> traffic) : traffic_(std::move(traffic)), number_(++traffic_->open) {}
     Seat(Seat&&) noexcept = default;
     Seat& operator=(Seat&&) = delete;
     ~Seat() {
         if (traffic_) --traffic_->open;
     }
 
+    // How many were open with it when it came.
+    int number() const { return number_; }
+
 private:
     std::shared_ptr<Traffic> traffic_;
+    int number_;
 };
 
 // Where the reply to a request's stream goes. The descriptor is the callback's; the cookie is the kernel's number for

@@ -56,6 +56,7 @@ TEST(Limits, WhatIsNoRequestIsClosedAndCounted) {
 TEST(Limits, DeadCallersLeaveNothingBehind) {
     const Running service;
     ASSERT_EQ(call("echo").result, BS_CALL_OK);
+    ASSERT_TRUE(eventually([&] { return service.traffic().open == 0; }));
     const ptrdiff_t before = open_descriptors();
     const std::string whole = request_bytes("echo", std::string(3000, 'x'));
     const struct {
@@ -101,8 +102,7 @@ TEST(Limits, StalledPeersAreDroppedAtTheirDeadlineWithoutTraffic) {
     for (const Descriptor& peer : stalled)
         EXPECT_EQ(receive_all(peer), "");
     EXPECT_GE(std::chrono::steady_clock::now() - start, 4900ms) << "a slow client has five seconds";
-    EXPECT_EQ(service.traffic().late, 6u);
-    EXPECT_TRUE(eventually([&] { return service.traffic().open == 0; }));
+    EXPECT_TRUE(eventually([&] { return service.traffic().late == 6 && service.traffic().open == 0; }));
     queued.join();
 }
 
