@@ -5,31 +5,16 @@
 
 #include <filesystem>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "appliance/cloud_client.h"
 #include "common/json.h"
 #include "common/settings_files.h"
+#include "support/fault.h"
 #include "support/files.h"
 #include "support/reply_rows.h"
 
 namespace harbex::test {
-
-// Makes a part of the appliance fail until the end of the scope; names and values are those of `fault`.
-class Fault {
-public:
-    Fault(std::string name, const std::string& value) : name_(std::move(name)) {
-        const Finished set = run_program({"/usr/local/bin/fault", name_, value});
-        EXPECT_EQ(0, set.status) << set.err;
-    }
-    ~Fault() { run_program({"/usr/local/bin/fault", name_, "none"}); }
-    Fault(const Fault&) = delete;
-    void operator=(const Fault&) = delete;
-
-private:
-    std::string name_;
-};
 
 // A setcfg that fails for one key, from its nth write on.
 inline std::string setcfg_without(const std::string& key, int nth = 1) {
@@ -66,7 +51,7 @@ inline std::string text_of(JsonValue& document) {
 
 // Each test begins signed in, with an organisation, its site, its SD-WAN token and the region "auto" chosen, and the
 // user's contact known; not joined.
-class CloudNas : public testing::Test {
+class SignedInNas : public testing::Test {
 protected:
     static constexpr const char* kPersistentAgentFile = "/etc/config/harbex/cloudagent.cfg";
     static constexpr const char* kAgentLink = "/opt/harbex/etc/cloudagent/cloudagent.cfg";

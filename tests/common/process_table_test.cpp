@@ -1,0 +1,140 @@
+#include "common/process_table.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/files.h"
+
+namespace harbex::system {
+namespace {
+
+void write_script(const char* path, const std::string& text) {
+    test::write_text(path, "#!/bin/bash\n" + text);
+    chmod(path, 0755);
+}
+
+// Runs a shell under another program name with the given arguments.
+pid_t run_as(const std::string& program, const std::vector<std::string>& arguments) {
+    const pid_t child = fork();
+    if (child == 0) {
+        std::vector<char*> argv = {const_cast<char*>(program.c_str())};
+        for (const std::string& argument : arguments)
+            argv.push_back(const_cast<char*>(argument.c_str()));
+        argv.push_back(nullptr);
+        execv("/bin/sh", argv.data());
+        _exit(1);
+    }
+    // Until it has become that program.
+    const std::string cmdline = "/proc/" + std::to_string(child) + "/cmdline";
+    for (int tries = 0; tries < 1000 && test::read_text(cmdline).rfind(program, 0) != 0; ++tries)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    return child;
+}
+
+TEST(VpnProcess, CommandLinesAreClassified) {
+    const struct {
+        const char* name;
+        std::string cmdline;
+        int type;  // -1: no VPN daemon
+        int index;
+    } cases[] = {
+        {"client with profile", std::string("/usr/sbin/openvpnclient\0--config\0/tmp/client3.conf\0", 49),
+         OVPN_CLIENT_TYPE, 3},
+        {"last profile wins", std::string("spinc\0client1\0client22\0", 22), SPINDLE_CLIENT_TYPE, 22},
+        {"name does not count as argument", std::string("/opt/client7/pppd-pptp\0x\0", 25), PPTP_CLIENT_TYPE, 0},
+        {"client without arguments", "pppd-l2tp", L2TP_CLIENT_TYPE, 0},
+        {"server ignores arguments", std::string("/usr/sbin/openvpn\0client4\0", 26), OVPN_SERVER_TYPE, 0},
+        {"base name must match whole", "/usr/sbin/openvpnclient2", -1, 0},
+        {"kernel thread", "", -1, 0},
+        {"directory only", "/usr/sbin/", -1, 0},
+        {"beyond 32 bits", std::string("spinc\0client99999999999\0", 24), SPINDLE_CLIENT_TYPE, 2147483647},
+        {"no profile digits", std::string("spinc\0client\0", 13), SPINDLE_CLIENT_TYPE, 0},
+    };
+    VpnProcess table;
+    for (const auto& c : cases) {
+        std::string cmdline = c.cmdline;
+        const Process* process = table.is_vpn_process(cmdline, 42);
+        if (c.type < 0) {
+            EXPECT_EQ(nullptr, process) << c.name;
+            continue;
+        }
+        ASSERT_NE(nullptr, process) << c.name;
+        EXPECT_EQ(c.type, process->type) << c.name;
+        EXPECT_EQ(c.index, process->index) << c.name;
+        EXPECT_EQ(42, process->pid) << c.name;
+    }
+}
+
+TEST(VpnProcess, FindsSignalsAndForgetsRunningOnes) {
+    write_script("/tmp/wait", "sleep 20\n:\n");
+    const pid_t client = run_as("/usr/sbin/openvpnclient", {"/tmp/wait", "client3", "--config", "/tmp/client7.conf"});
+    // What stands behind the first blank is not read.
+    const pid_t blank = run_as("spinc", {"-c", "sleep 20; :", "client7"});
+    const pid_t other = run_as("pptpd", {"/tmp/wait"});
+    VpnProcess table;
+    EXPECT_EQ(0, table.update());
+    EXPECT_EQ(0, table.update());
+    ASSERT_EQ(3U, table.processes.size());
+    EXPECT_EQ(client, table.pidof(OVPN_CLIENT_TYPE, 7));
+    EXPECT_EQ(blank, table.pidof(SPINDLE_CLIENT_TYPE, 0));
+    EXPECT_EQ(other, table.pidof(PPTP_SERVER_TYPE, 0));
+    EXPECT_EQ(0, table.pidof(OVPN_CLIENT_TYPE, 3));
+
+    table.kill(getpid());  // not listed
+    EXPECT_EQ(3U, table.processes.size());
+    table.kill(client);
+    ASSERT_EQ(2U, table.processes.size());
+    int status = 0;
+    ASSERT_EQ(client, waitpid(client, &status, 0));
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGUSR2);
+
+    // Off the list: not signalled again.
+    table.processes.clear();
+    table.kill(other);
+    EXPECT_EQ(0, waitpid(other, nullptr, WNOHANG));
+    for (const pid_t left : {blank, other}) {
+        ::kill(left, SIGKILL);
+        waitpid(left, nullptr, 0);
+    }
+}
+
+TEST(ConnectionControl, ScriptsGetTheirArguments) {
+    write_script("/etc/init.d/vpn_common.sh", "printf '<%s>' \"$@\" >/tmp/new.$1 && mv /tmp/new.$1 /tmp/kick.$1\n");
+    kick_all_connection(PPTP_SERVER_TYPE, nullptr);
+    kick_one_connection(WIREGUARD_CLIENT_TYPE, "a b;$(id)");
+    for (int tries = 0; tries < 300 && (access("/tmp/kick.kick_all_connection", F_OK) != 0 ||
+                                        access("/tmp/kick.kick_one_connection", F_OK) != 0);
+         ++tries) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_EQ("<kick_all_connection><1><>", test::read_text("/tmp/kick.kick_all_connection"));
+    EXPECT_EQ("<kick_one_connection><65536><a b;$(id)>", test::read_text("/tmp/kick.kick_one_connection"));
+}
+
+TEST(OvpnChecker, OnlyANormalExitWithZeroIsValid) {
+    const struct {
+        const char* script;
+        int valid;
+    } cases[] = {
+        {"[ \"$1\" = 'a b' ] && [ \"$2\" = c ] && [ \"$(pwd)\" = / ]\n", 1},
+        {"exit 3\n", 0},
+        {"kill -9 $$\n", 0},
+    };
+    for (const auto& c : cases) {
+        write_script("/usr/sbin/verify_ovpn.sh", c.script);
+        EXPECT_EQ(c.valid, verify_ovpn_config("a b", "c")) << c.script;
+    }
+    unlink("/usr/sbin/verify_ovpn.sh");
+    EXPECT_EQ(0, verify_ovpn_config("a b", "c"));
+}
+
+}  // namespace
+}  // namespace harbex::system

@@ -1,0 +1,187 @@
+#include "eventlog/event_log.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <jansson.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "common/openssl.h"
+#include "eventlog/nc_msg_db.h"
+#include "support/files.h"
+
+namespace {
+
+using harbex::nc_msg_struct;
+using harbex::nclog::notify_send;
+constexpr const char* kNotify = "/usr/local/sbin/notify";
+constexpr const char* kNotificationLog = "/var/log/notification.log";
+constexpr const char* kEventLog = "/var/log/event.log";
+constexpr const char* kEnd = nullptr;
+
+std::vector<std::string> lines_of(const std::string& path) {
+    std::istringstream file(harbex::test::read_text(path));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+// The tool runs detached; its effect is waited for.
+std::vector<std::string> wait_for_lines(const std::string& path, size_t count) {
+    for (int tries = 0; tries < 500 && lines_of(path).size() < count; ++tries) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return lines_of(path);
+}
+
+std::string member(const std::string& line, const char* key) {
+    json_t* root = json_loads(line.c_str(), 0, nullptr);
+    const char* text = json_string_value(json_object_get(root, key));
+    std::string value = text == nullptr ? "(none)" : text;
+    json_decref(root);
+    return value;
+}
+
+class Notification : public testing::Test {
+protected:
+    void SetUp() override { unlink(kNotificationLog); }
+    // Puts a script in the tool's place that writes its arguments, one a line, its open descriptors and where they
+    // lead to, and what it was started with in the way of signals.
+    void record_arguments() {
+        tool_.emplace(kNotify,
+                      "{ printf '%s\\n' \"$@\"; ls -l /proc/$$/fd | sed -n 's/.* \\([0-9]*\\) -> /\\1 /p'\n"
+                      "  grep -E '^Sig(Blk|Ign)' /proc/self/status; } >/tmp/notify.new\n"
+                      "mv /tmp/notify.new /tmp/notify.seen");
+    }
+
+    std::optional<harbex::test::ReplacedTool> tool_;
+};
+
+TEST(Catalogue, RowsAreTheIssuedOnes) {
+    std::string rows;
+    for (const nc_msg_struct& row : harbex::__NC_MSG_DB__) {
+        rows += std::string(row.category_id) + "|" + row.message_id + "|" + row.level + "|" + row.message + "\n";
+    }
+    EXPECT_EQ("0ba28195537d98f9f7f656cd7065d8ea28ae991a", harbex::openssl::sha1(rows));
+}
+
+TEST_F(Notification, ToolGetsItsArgumentsAndNothingElse) {
+    record_arguments();
+    const int inherited = open("/tmp", O_RDONLY);  // on purpose without O_CLOEXEC
+    ASSERT_GE(inherited, 3);
+    // As the daemon has it.
+    signal(SIGPIPE, SIG_IGN);
+    sigset_t held;
+    sigemptyset(&held);
+    sigaddset(&held, SIGTERM);
+    sigprocmask(SIG_BLOCK, &held, nullptr);
+    notify_send(&harbex::__NC_MSG_DB__[3], "alice \"$(id)\" b", kEnd);
+    sigprocmask(SIG_UNBLOCK, &held, nullptr);
+    signal(SIGPIPE, SIG_DFL);
+    (void)wait_for_lines("/tmp/notify.seen", 1);
+    close(inherited);
+    const std::string seen = harbex::test::read_text("/tmp/notify.seen");
+    EXPECT_EQ(0U, seen.find("send\n-A\nA238\n-C\nC001\n-M\n0004\n-l\ninfo\n-t\n3\n"
+                            "[{0}] Applied the privilege settings for \"{1}\".\nHarbex Service\nalice \"$(id)\" b\n"
+                            "0 /dev/null\n"))
+        << seen;
+    EXPECT_EQ(std::string::npos, seen.find("\n" + std::to_string(inherited) + " /tmp\n")) << seen;
+    EXPECT_NE(std::string::npos, seen.find("SigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n")) << seen;
+}
+
+TEST_F(Notification, TakesTwelveValuesAndLeavesNoZombie) {
+    notify_send(&harbex::__NC_MSG_DB__[17], "1", "2", "3", "4", "5", "6", "7", "8", "9", "10", "11", "12", kEnd);
+    notify_send(nullptr, "nobody", kEnd);
+    const auto lines = wait_for_lines(kNotificationLog, 1);
+    ASSERT_EQ(1U, lines.size());
+    EXPECT_EQ(
+        "[Harbex Service] Connection log information. Date: 1, Uptime: 2, Username: 3, Protocol: 4, Client IP: 5, "
+        "Public IP: 6, Server country: 7, Transmission rate: 8, Receiving rate: 9, Connection status: 10.",
+        member(lines[0], "message"));
+    EXPECT_EQ(-1, waitpid(-1, nullptr, WNOHANG));
+}
+
+TEST_F(Notification, ValuesAreNotPlaceholders) {
+    notify_send(&harbex::__NC_MSG_DB__[43], "{2}", "10.8.0.5", kEnd);
+    notify_send(&harbex::__NC_MSG_DB__[41], kEnd);
+    const auto lines = wait_for_lines(kNotificationLog, 2);
+    ASSERT_EQ(2U, lines.size());
+    const bool in_order = member(lines[0], "level") == "info";
+    EXPECT_EQ("[Harbex Service] Changed the Corvane Express NAS Virtual IP from {2} to 10.8.0.5.",
+              member(lines[in_order ? 0 : 1], "message"));
+    EXPECT_EQ("[Harbex Service] Failed to connect to the Super Node.", member(lines[in_order ? 1 : 0], "message"));
+}
+
+TEST_F(Notification, PrivilegesNameAllUsersWhenSetTheFirstWhenRemoved) {
+    harbex::system::set_privilege_event_log({"ann", "bob", "cyd"});
+    ASSERT_EQ(3U, wait_for_lines(kNotificationLog, 3).size());
+    harbex::system::unset_privilege_event_log({});
+    harbex::system::unset_privilege_event_log({"ann", "bob", "cyd"});
+    const auto lines = wait_for_lines(kNotificationLog, 4);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    ASSERT_EQ(4U, lines_of(kNotificationLog).size());
+    EXPECT_EQ("[Harbex Service] Removed the privileges of \"ann\".", member(lines[3], "message"));
+}
+
+TEST(EventLog, EntriesAreFormattedTypedAndCut) {
+    unlink(kEventLog);
+    const std::string long_text(3000, 'x');
+    // Two bytes a character: the cut falls inside one.
+    std::string umlauts = "a";
+    for (int i = 0; i < 1500; ++i)
+        umlauts += "\xc3\xbc";
+    harbex::system::add_up_event_log("OpenVPN", "server", "enabled");
+    harbex::system::add_down_event_log("OpenVPN", "server", "disabled");
+    harbex::system::add_apply_event_log("L2TP", "server");
+    harbex::system::add_remove_event_log("L2TP", "server");
+    harbex::system::add_log(long_text, 2);
+    harbex::system::add_apply_event_log(long_text.c_str(), "server");
+    harbex::system::add_log(umlauts, 0);
+    const struct {
+        std::string description;
+        int type;
+    } expected[] = {
+        {"[Harbex Service] OpenVPN server is enabled.", 0},
+        {"[Harbex Service] OpenVPN server is disabled.", 0},
+        {"[Harbex Service] L2TP server configuration is applied.", 0},
+        {"[Harbex Service] L2TP server configuration is removed.", 1},
+        {long_text.substr(0, 2048), 2},
+        {("[Harbex Service] " + long_text).substr(0, 1024), 0},
+    };
+    const auto lines = lines_of(kEventLog);
+    ASSERT_EQ(7U, lines.size());
+    for (size_t i = 0; i < 6; ++i) {
+        EXPECT_EQ(expected[i].description, member(lines[i], "description"));
+        EXPECT_NE(std::string::npos, lines[i].find("\"type\":" + std::to_string(expected[i].type))) << lines[i];
+    }
+    EXPECT_EQ(2048U, member(lines[6], "description").size());
+}
+
+TEST(EventLog, ProcessesAppendWholeLines) {
+    unlink(kEventLog);
+    constexpr int kProcesses = 8;
+    constexpr int kEntries = 100;
+    for (int process = 0; process < kProcesses; ++process) {
+        if (fork() != 0) continue;
+        for (int entry = 0; entry < kEntries; ++entry)
+            harbex::system::add_log(std::string(1500, 'y'), 0);
+        _exit(0);
+    }
+    while (wait(nullptr) > 0) {
+    }
+    const auto lines = lines_of(kEventLog);
+    ASSERT_EQ(static_cast<size_t>(kProcesses * kEntries), lines.size());
+    for (const auto& line : lines)
+        EXPECT_EQ(1500U, member(line, "description").size());
+}
+
+}  // namespace
