@@ -1,4 +1,5 @@
-// The NAS's own network attachment.
+// The NAS's own network attachment: the first port's hardware address, the default gateway, and the routing tables of
+// the edge.
 #pragma once
 
 #include <string>
@@ -7,5 +8,20 @@ namespace harbex::corvane {
 
 // The label of the port at `physical_loc`: the last run of decimal digits in it, or all of it when it has none.
 std::string get_ethernet_loc(const std::string& physical_loc);
+
+// The hardware address of eth0 as "02:00:5e:00:01:0a". NO_ERROR, or ERR_CMD_FAILED with `mac` untouched.
+[[nodiscard]] int get_eth0_mac(std::string& mac);
+
+// The number of set bits of a dotted mask, counted piece by piece in the low 8 bits of each; nothing is validated.
+int maskToCIDR(const std::string& mask);
+
+// Of the network manager's first default gateway; "" when unknown, which is logged. Each asks afresh and blocks for
+// up to 60 s.
+std::string get_gateway_ip();
+std::string get_gateway_interface_name();
+std::string get_gateway_display_name();
+
+// Stores the policy-routing tables that the edge daemon is to use. NO_ERROR or ERR_CMD_FAILED.
+[[nodiscard]] int set_corvane_express_cfg();
 
 }  // namespace harbex::corvane

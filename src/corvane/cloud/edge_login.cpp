@@ -1,0 +1,140 @@
+#include "corvane/cloud/edge_login.h"
+
+#include <jansson.h>
+
+#include "common/bus_query.h"
+#include "common/error_code.h"
+#include "common/failure.h"
+#include "common/http.h"
+#include "common/json_owner.h"
+#include "common/trace_log.h"
+#include "corvane/cloud/endpoints.h"
+#include "corvane/cloud/org_center.h"
+#include "corvane/device/agent.h"
+#include "corvane/device/gateway.h"
+#include "corvane/device/identity.h"
+#include "corvane/device/settings.h"
+
+namespace harbex::corvane {
+namespace {
+
+constexpr const char* kGlobalRegion = "GLB";
+
+constexpr BusQuery kGetToken{
+    .service = "harbex_network_service",
+    .method = "Get_cloudtoken",
+    .reply_label = "get cloud token response",
+    .unparsable = "Failed to parse JSON",
+};
+constexpr BusQuery kSaveToken{
+    .service = "harbex_network_service",
+    .method = "Save_cloudtoken",
+    .call_failed = "Failed to call bsh harbex_network_service.Save_cloudtoken",
+};
+
+// Read without messages of their own: the log-in has its words for each.
+constexpr Setting join_setting(const char* key) {
+    return {kCorvaneConf, kJoinCorvaneSection, key, "", nullptr, nullptr};
+}
+constexpr Setting kOrgId = join_setting("CORVANE_ORG_ID");
+constexpr Setting kSiteId = join_setting("CORVANE_SITE_ID");
+constexpr Setting kRegionId = join_setting("CORVANE_REGION_ID");
+
+// What the NAS says about itself.
+struct EdgeFacts {
+    std::string email;
+    std::string contact;
+    std::string region;
+    std::string host_name;
+    std::string model;
+    std::string mac;
+    std::string serial;
+    std::string org_id;
+    std::string site_id;
+    std::string region_id;
+    std::string timezone;
+};
+
+bool read_present(const Setting& setting, std::string& value) {
+    return read_setting(setting, value) == NO_ERROR && !value.empty();
+}
+
+// Stops at the first fact that cannot be had; null when all are there, else what to say.
+const char* gather(EdgeFacts& facts) {
+    if (get_contact_email(facts.email) != NO_ERROR) return "Failed to get contact email";
+    if (get_contact(facts.contact) != NO_ERROR) return "Failed to get contact";
+    if (get_global_or_china(facts.region) != NO_ERROR) return "Failed to get global or cn";
+    if (get_host_name(facts.host_name) != NO_ERROR) return "Failed to get device name";
+    if (get_nas_model_name(facts.model) != NO_ERROR) return "Failed to get nas model name";
+    if (get_eth0_mac(facts.mac) != NO_ERROR) return "Failed to get gateway mac";
+    if (get_hwsn(facts.serial) != NO_ERROR) return "Failed to get hwsn";
+    if (!read_present(kOrgId, facts.org_id)) return "Failed to get brindle org id";
+    if (!read_present(kSiteId, facts.site_id)) return "Failed to get brindle site id";
+    if (read_setting(kRegionId, facts.region_id) != NO_ERROR) return "Failed to get corvane region id";
+    facts.timezone = get_timezone();
+    return nullptr;
+}
+
+// Byte for byte what the cloud expects, the missing blank before "locationAddress" included; the values are not
+// escaped.
+std::string edge_body(const EdgeFacts& facts) {
+    std::string body;
+    body.append("{\"deviceName\": \"").append(facts.host_name);
+    body.append("\", \"contact\": \"").append(facts.contact);
+    body.append("\", \"contactEmail\": \"").append(facts.email);
+    body.append("\", \"modelId\": 11, \"subModelName\": \"").append(facts.model);
+    body.append("\",\"locationAddress\": \"\", \"timezone\": \"").append(facts.timezone);
+    body.append("\", \"regionId\": ").append(facts.region == kGlobalRegion ? "0" : "1");
+    body.append(", \"licenseId\": \"\", \"country\": \"\", \"identifyMac\": \"").append(facts.mac);
+    body.append("\", \"identifySN\": \"").append(facts.serial);
+    body.append("\", \"identifySid\": \"\", \"brindleOrgId\": \"").append(facts.org_id);
+    body.append("\", \"brindleSiteId\": \"").append(facts.site_id);
+    body.append("\", \"corvaneRegionId\": \"").append(facts.region_id);
+    body.append("\", \"deviceRole\": \"edge\"}");
+    return body;
+}
+
+}  // namespace
+
+int corvane_api_edge(const std::string& token, std::string& response) {
+    system::RestRequest request{
+        .method = system::HttpMethod::kPost,
+        .url = get_corvane_api_url("/cvnms/bthings/api/v1/edge"),
+        .headers = {"vellumToken: " + token, "Content-Type: application/json"},
+        .body = {},
+    };
+    system::RestTransfer transfer;
+    if (transfer.honour_insecure_switch() != NO_ERROR) HARBEXLOG(HARBEXLOG_WARN, "Failed to set insecure curl\n");
+    EdgeFacts facts;
+    if (const char* missing = gather(facts)) return fail(ERR_CMD_FAILED, missing);
+    request.body = edge_body(facts);
+    HARBEXLOG(HARBEXLOG_INFO, "corvane_api_edge jsonData is %s\n", request.body.c_str());
+    if (transfer.send(request, response) != NO_ERROR) return ERR_CORVANEAPI_EDGE;
+    HARBEXLOG(HARBEXLOG_INFO, "readBuffer_edge is %s\n", response.c_str());
+    return NO_ERROR;
+}
+
+int get_cloudtoken(std::string& token) {
+    const BusAnswer answer = query_service(kGetToken);
+    if (answer.stopped_at == BusStep::kParse) return ERR_WRONG_JSON_FORMAT;
+    if (!answer.document) return ERR_CMD_FAILED;
+    const json_t* error = json_object_get(answer.document.get(), "error");
+    if (!json_is_integer(error)) return fail(ERR_WRONG_JSON_FORMAT, "No 'error' integer in get cloud token response");
+    if (json_integer_value(error) != 0) {
+        HARBEXLOG(HARBEXLOG_ERROR, "Get_cloudtoken responded with error code: %d\n",
+                  static_cast<int>(json_integer_value(error)));
+        return ERR_CMD_FAILED;
+    }
+    const json_t* data = json_object_get(answer.document.get(), "data");
+    if (!json_is_string(data)) return fail(ERR_WRONG_JSON_FORMAT, "No 'data' string in get cloud token response");
+    token.assign(json_string_value(data), json_string_length(data));
+    return NO_ERROR;
+}
+
+int save_vellum_token(const std::string& encoded) {
+    const JsonOwner request(json_pack("{s:s%}", "oauth_response_encoded", encoded.data(), encoded.size()));
+    if (!request) return fail(ERR_CMD_FAILED, kSaveToken.call_failed);  // no text that could be sent
+    return notify_service(kSaveToken, request.get()) ? NO_ERROR : ERR_CMD_FAILED;
+}
+
+}  // namespace harbex::corvane

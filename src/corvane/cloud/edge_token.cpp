@@ -1,0 +1,45 @@
+#include "corvane/cloud/edge_token.h"
+
+#include <jansson.h>
+
+#include "common/bus_query.h"
+#include "common/error_code.h"
+#include "common/failure.h"
+#include "common/json_owner.h"
+#include "common/trace_log.h"
+#include "corvane/device/settings.h"
+
+namespace harbex::corvane {
+namespace {
+
+constexpr BusQuery kTokenQuery{
+    .service = "harbex_network_service",
+    .method = "Get_corvanetoken",
+    .bad_arguments = "Failed to serialize request JSON",
+    .reply_label = "get corvane token response",
+    .check_envelope = true,
+    .rejected = "Failed to check corvane token response",
+};
+constexpr Setting kOrgId{kCorvaneConf, kJoinCorvaneSection, "CORVANE_ORG_ID", "", nullptr, nullptr};
+
+}  // namespace
+
+int get_corvanetoken(const std::string& org_id, std::string& token) {
+    const JsonOwner request(json_pack("{s:s%}", "orgId", org_id.data(), org_id.size()));
+    if (!request) return fail(ERR_CMD_FAILED, kTokenQuery.bad_arguments);
+    const BusAnswer answer = query_service(kTokenQuery, request.get());
+    if (!answer.document) return ERR_CMD_FAILED;
+    const json_t* data = json_object_get(answer.document.get(), "data");
+    if (!json_is_string(data)) return fail(ERR_WRONG_JSON_FORMAT, "Invalid response format");
+    token.assign(json_string_value(data), json_string_length(data));
+    return NO_ERROR;
+}
+
+int get_corvanetoken_wrapper(std::string& token) {
+    std::string org_id;
+    (void)read_setting(kOrgId, org_id);  // what counts is whether there is an id
+    if (org_id.empty()) return fail(ERR_CMD_FAILED, "Failed to get CORVANE_ORG_ID from corvane.conf");
+    return get_corvanetoken(org_id, token);
+}
+
+}  // namespace harbex::corvane

@@ -1,0 +1,109 @@
+#include "corvane/cloud/supernode_usage.h"
+
+#include <jansson.h>
+
+#include "common/bus_query.h"
+#include "common/error_code.h"
+#include "common/failure.h"
+#include "common/trace_log.h"
+
+namespace harbex::corvane {
+namespace {
+
+// Method name, words of a failed call, label of the reply, words of a reply that is refused.
+constexpr BusQuery daemon_query(const char* method, const char* call_failed, const char* reply_label,
+                                const char* rejected) {
+    return {
+        .service = "corvane_expressd",
+        .method = method,
+        .no_stream = "Failed to create io",
+        .call_failed = call_failed,
+        .no_reply = "Failed to read bsh output",
+        .reply_label = reply_label,
+        .check_envelope = true,
+        .rejected = rejected,
+    };
+}
+constexpr BusQuery kRemaining =
+    daemon_query("GetSupernodeRemaining", "Failed to call corvane_expressd.GetSupernodeRemaining", "bsh output",
+                 "Failed to check GetSupernodeRemaining response");
+constexpr BusQuery kDevices =
+    daemon_query("GetSupernodeDevices", "Failed to call corvane_expressd.GetSupernodeDevices",
+                 "GetSupernodeDevices bsh output", "Failed to check GetSupernodeDevices response");
+constexpr BusQuery kTraffic = daemon_query(
+    "SupernodeRecentBillingDailyTraffic", "Failed to call corvane_expressd.SupernodeRecentBillingDailyTraffic",
+    "SupernodeRecentBillingDailyTraffic bsh output", "Failed to check SupernodeRecentBillingDailyTraffic response");
+constexpr BusQuery kDeviceToken{
+    .service = "corvane_expressd",
+    .method = "GetDeviceToken",
+    .no_stream = "Failed to create io",
+    .call_failed = "Failed to call corvane_expressd.GetDeviceToken",
+    .no_reply = "Failed to read bsh output",
+    .reply_label = "bsh output",
+    .unparsable = "Failed to parse GetDeviceToken output JSON",
+    .check_envelope = true,
+};
+
+// Replaces `result` by a copy of the reply's "data" array.
+int take_array(const BusQuery& query, const char* complaint, JsonValue& result, size_t& count) {
+    const BusAnswer answer = query_service(query);
+    if (!answer.document) return ERR_CMD_FAILED;
+    const json_t* data = json_object_get(answer.document.get(), "data");
+    if (!json_is_array(data)) return fail(ERR_WRONG_JSON_FORMAT, complaint);
+    count = json_array_size(data);
+    result = json_deep_copy(data);
+    return NO_ERROR;
+}
+
+}  // namespace
+
+int bsh_get_supernode_remaining(JsonValue& result) {
+    const BusAnswer answer = query_service(kRemaining);
+    if (!answer.document) return ERR_CMD_FAILED;
+    const json_t* data = json_object_get(answer.document.get(), "data");
+    if (!json_is_object(data))
+        return fail(ERR_WRONG_JSON_FORMAT, "GetSupernodeRemaining output missing 'data' object");
+    const json_t* remaining = json_object_get(data, "remainingThroughput");
+    const json_t* renewal = json_object_get(data, "renewalDate");
+    const json_t* capacity = json_object_get(data, "throughputCapacity");
+    const json_t* last_billing = json_object_get(data, "lastBillingDate");
+    if (!json_is_integer(remaining) || !json_is_integer(renewal) || !json_is_integer(capacity) ||
+        !json_is_integer(last_billing)) {
+        return fail(
+            ERR_WRONG_JSON_FORMAT,
+            "GetSupernodeRemaining output missing 'remainingThroughput', 'renewalDate', 'throughputCapacity' or "
+            "'lastBillingDate' integer");
+    }
+    const auto number = [](const json_t* value) { return static_cast<long long>(json_integer_value(value)); };
+    result["remaining_usage"] = number(remaining);
+    result["total_usage"] = number(capacity);
+    result["expired_date"] = number(renewal);
+    result["last_billing_date"] = number(last_billing);
+    return NO_ERROR;
+}
+
+int bsh_get_supernode_devices(JsonValue& result) {
+    size_t count = 0;
+    return take_array(kDevices, "GetSupernodeDevices output missing 'data' array", result, count);
+}
+
+int bsh_supernode_recent_billing_daily_traffic(JsonValue& result) {
+    size_t count = 0;
+    const int code =
+        take_array(kTraffic, "SupernodeRecentBillingDailyTraffic output missing 'data' array", result, count);
+    if (code == NO_ERROR)
+        HARBEXLOG(HARBEXLOG_INFO, "SupernodeRecentBillingDailyTraffic returned %zu records\n", count);
+    return code;
+}
+
+int bsh_get_device_token(std::string& token) {
+    const BusAnswer answer = query_service(kDeviceToken);
+    if (!answer.document) return ERR_CMD_FAILED;
+    const json_t* data = json_object_get(answer.document.get(), "data");
+    if (!json_is_string(data)) return fail(ERR_WRONG_JSON_FORMAT, "GetDeviceToken output missing 'data' string");
+    HARBEXLOG(HARBEXLOG_INFO, "device_token: %s\n", json_string_value(data));
+    token.assign(json_string_value(data), json_string_length(data));
+    return NO_ERROR;
+}
+
+}  // namespace harbex::corvane

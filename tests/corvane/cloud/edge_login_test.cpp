@@ -1,0 +1,176 @@
+#include "corvane/cloud/edge_login.h"
+
+#include <fcntl.h>
+#include <sched.h>
+
+#include <functional>
+
+#include "common/error_code.h"
+#include "support/signed_in_nas.h"
+
+namespace harbex::test {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+class EdgeLogin : public SignedInNas {
+protected:
+    static std::string log_in() {
+        std::string response;
+        const int code = corvane::corvane_api_edge(vellum_token(), response);
+        return std::to_string(code) + " " + response;
+    }
+    static Lines seen_bodies() {
+        Lines bodies;
+        for (const JsonOwner& record : recorded_requests())
+            bodies.push_back(at(record.get(), {"host"}) + " " + at(record.get(), {"body"}));
+        return bodies;
+    }
+};
+
+// This thread sees a network without eth0 until the end of the scope.
+class NoNetwork {
+public:
+    NoNetwork() : before_(open("/proc/self/ns/net", O_RDONLY | O_CLOEXEC)) { EXPECT_EQ(0, unshare(CLONE_NEWNET)); }
+    ~NoNetwork() {
+        EXPECT_EQ(0, setns(before_, CLONE_NEWNET));
+        close(before_);
+    }
+    NoNetwork(const NoNetwork&) = delete;
+    void operator=(const NoNetwork&) = delete;
+
+private:
+    int before_;
+};
+
+TEST_F(EdgeLogin, DescribesThisNasByteForByte) {
+    std::string odd = edge_body("auto");
+    const auto change = [&odd](const std::string& from, const std::string& to) {
+        odd.replace(odd.find(from), from.size(), to);
+    };
+    change("harbex-nas", "har\"bex");
+    change("Ada Field", "");
+    change("Asia/Taipei", "");
+    change("\"regionId\": 0", "\"regionId\": 1");
+    change("auto", "");
+
+    EXPECT_EQ("0 {\"dev", log_in().substr(0, 7));
+    EXPECT_EQ(Lines{"corvane-api.harbex.example " + edge_body("auto")}, seen_bodies());
+
+    replace_in(kBidConf, "REGION = GLB", "REGION = glb");
+    replace_in(kBidConf, "DISPLAY_NAME = Ada Field\n", "");
+    replace_in(kCorvaneConf, "CORVANE_REGION_ID = auto\n", "");
+    write_text("/etc/hostname", "har\"bex\nsecond\n");
+    std::filesystem::rename("/etc/config/TZ", "/etc/config/TZ.away");
+    EXPECT_EQ("70 {\"code\":40000", log_in().substr(0, 16)) << "what is no JSON is sent as it is";
+    EXPECT_EQ(Lines{"corvane-api.harbex.example " + odd}, seen_bodies());
+    std::filesystem::rename("/etc/config/TZ.away", "/etc/config/TZ");
+    write_text("/etc/hostname", "harbex-nas\n");
+}
+
+TEST_F(EdgeLogin, MissingFactsStopItBeforeItsRequest) {
+    const auto getcfg_without = [](const char* key) {
+        return [key] {
+            const ReplacedTool tool(
+                "/sbin/getcfg", std::string("[ \"$2\" = ") + key + " ] && exit 1\nexec /sbin/getcfg.replaced \"$@\"");
+            return log_in();
+        };
+    };
+    const auto settings_without = [](const std::string& line) {
+        return [line] {
+            replace_in(kCorvaneConf, line, "");
+            return log_in();
+        };
+    };
+    const auto without_file = [](const std::string& file) {
+        return [file] {
+            std::filesystem::rename(file, file + ".away");
+            std::string outcome = log_in();
+            std::filesystem::rename(file + ".away", file);
+            return outcome;
+        };
+    };
+    const struct {
+        const char* message;
+        std::function<std::string()> run;
+        size_t requests;
+    } cases[] = {
+        {"Failed to get contact email",
+         [] {
+             replace_in(kBidConf, "EMAILS = ada.field@harbex.example\n", "");
+             const Fault fault("cloud:/v1.1/me", "status:500");
+             return log_in();
+         },
+         1},
+        {"Failed to get contact", getcfg_without("DISPLAY_NAME"), 0},
+        {"Failed to get device name", without_file("/etc/hostname"), 0},
+        {"Failed to get nas model name", without_file("/etc/platform.conf"), 0},
+        {"Failed to get gateway mac",
+         [] {
+             const NoNetwork network;
+             return log_in();
+         },
+         0},
+        {"Failed to get hwsn",
+         [] {
+             const Fault fault("/sbin/get_hwsn", "exit:3");
+             return log_in();
+         },
+         0},
+        {"Failed to get brindle org id", settings_without("CORVANE_ORG_ID = org-7f3a1c\n"), 0},
+        {"Failed to get brindle site id", settings_without("CORVANE_SITE_ID = site-29b0e4\n"), 0},
+        {"Failed to get corvane region id", getcfg_without("CORVANE_REGION_ID"), 0},
+    };
+    TraceReader log;
+    for (const auto& c : cases) {
+        begin();
+        EXPECT_EQ("60 ", c.run()) << c.message;
+        EXPECT_EQ(c.message, last_error(log));
+        EXPECT_EQ(c.requests, seen_bodies().size()) << c.message;
+    }
+}
+
+std::string token() {
+    std::string text = "before";
+    const int code = corvane::get_cloudtoken(text);
+    return std::to_string(code) + " " + text;
+}
+
+std::string save() {
+    return std::to_string(corvane::save_vellum_token("a\"b\n"));
+}
+
+TEST(CloudToken, ComesFromTheDaemon) {
+    shell("appliance-service stop harbex_network_service");
+    {
+        const std::string no_error = "No 'error' integer in get cloud token response";
+        const std::string no_data = "No 'data' string in get cloud token response";
+        ScriptedService<> daemon("harbex_network_service");
+        expect_replies(
+            daemon, {"Get_cloudtoken", "", token},
+            {
+                {"a token", R"({"error": 0, "data": "t"})", "0 t", ""},
+                {"no text", R"({"error": 0, "data": 5})", "49 before", no_data},
+                {"no data", R"({"error": 0})", "49 before", no_data},
+                {"refused", R"({"error": 1010, "data": "t"})", "60 before",
+                 "Get_cloudtoken responded with error code: 1010"},
+                {"no verdict", R"({"data": "t"})", "49 before", no_error},
+                {"verdict as text", R"({"error": "0", "data": "t"})", "49 before", no_error},
+                {"a list", "[]", "49 before", no_error},
+                {"cut short", R"({"error)", "49 before", "Failed to parse JSON: " + parser_text(R"({"error)")},
+                {"nothing", "", "49 before", "Failed to parse JSON: " + parser_text("")},
+                {"hung up", nullptr, "60 before", "get_cloudtoken: bs_call failed, method: Get_cloudtoken, ret: 3"},
+            });
+        expect_replies(daemon, {"Save_cloudtoken", "{\"oauth_response_encoded\":\"a\\\"b\\n\"}", save},
+                       {
+                           {"refused", R"({"error": 1014})", "0", ""},
+                           {"nothing", "", "0", ""},
+                           {"hung up", nullptr, "60", "Failed to call bsh harbex_network_service.Save_cloudtoken"},
+                       });
+        EXPECT_EQ(ERR_CMD_FAILED, corvane::save_vellum_token("\xff")) << "no text that could be sent";
+    }
+    shell("appliance-service start harbex_network_service");
+}
+
+}  // namespace
+}  // namespace harbex::test

@@ -1,0 +1,238 @@
+#include "corvane/device/agent.h"
+
+#include <gtest/gtest.h>
+#include <sys/utsname.h>
+
+#include <filesystem>
+#include <string>
+
+#include "common/error_code.h"
+#include "common/settings_files.h"
+#include "support/files.h"
+#include "support/reply_rows.h"
+
+namespace harbex::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kPersistent = "/etc/config/harbex/cloudagent.cfg";
+constexpr const char* kLink = "/opt/harbex/etc/cloudagent/cloudagent.cfg";
+constexpr const char* kSiteFile = "/opt/harbex/etc/system/system_setting.json";
+constexpr const char* kResponse = R"({"cloudagentCfg":"DEV_ID=\"7\"\nDEV_TOKEN=\"ü%s\"","other":1})";
+constexpr const char* kText = "DEV_ID=\"7\"\nDEV_TOKEN=\"ü%s\"";
+
+class AgentConfiguration : public testing::Test {
+protected:
+    void SetUp() override {
+        fs::remove_all(kPersistent);
+        fs::remove_all(kLink);
+        set_site("Production");
+    }
+    static void set_site(const std::string& site) {
+        write_text(kCorvaneConf, "[Join Corvane]\ncorvane_site = " + site + "\n");
+    }
+};
+
+TEST_F(AgentConfiguration, TheDevelopmentClusterAddsItsAddresses) {
+    const struct {
+        const char* site;
+        std::string text;
+    } cases[] = {
+        {"Alpha", kText},
+        {"sy", std::string(kText) + "MQTT_URL=\"tcp://message-broker-sy.harbex.example:31512\"\n"
+                                    "NMS_WEB_URL=\"http://management-web-sy.harbex.example:31510\"\n"},
+        {"SY", kText},
+        {"Production", kText},
+    };
+    for (const auto& c : cases) {
+        set_site(c.site);
+        EXPECT_EQ(NO_ERROR, corvane::write_corvane_api_devices_cloudagent_cfg(kResponse)) << c.site;
+        EXPECT_EQ(c.text, read_text(kPersistent)) << c.site;
+        EXPECT_EQ(kPersistent, fs::read_symlink(kLink)) << c.site;
+    }
+}
+
+TEST_F(AgentConfiguration, StepsAreLoggedInOrder) {
+    TraceReader log;
+    EXPECT_EQ(NO_ERROR, corvane::write_corvane_api_devices_cloudagent_cfg(R"({"cloudagentCfg":"A=%d"})"));
+    EXPECT_EQ(
+        "INFO readBuffer_cloudagent_cfg {\"cloudagentCfg\":\"A=%d\"}\n"
+        "INFO cloudagentCfg A=%d\n"
+        "INFO cloudagent_cfg_path: /opt/harbex/etc/cloudagent/cloudagent.cfg\n"
+        "INFO Successfully wrote cloudagent_cfg_response to /etc/config/harbex/cloudagent.cfg\n"
+        "INFO Created symbolic link: /opt/harbex/etc/cloudagent/cloudagent.cfg -> /etc/config/harbex/cloudagent.cfg",
+        lines_of(log));
+}
+
+TEST_F(AgentConfiguration, WhateverStandsAtTheLinkGivesWay) {
+    const std::string cannot_link = std::string("Failed to create symbolic link from ") + kLink + " to ";
+    write_text("/opt/elsewhere", "elsewhere");
+    const struct {
+        const char* name;
+        void (*prepare)();
+        std::string error;
+    } cases[] = {
+        {"ordinary file", [] { write_text(kLink, "old"); }, ""},
+        {"link elsewhere", [] { fs::create_symlink("/opt/elsewhere", kLink); }, ""},
+        {"dangling link", [] { fs::create_symlink("/nowhere/at/all", kLink); }, ""},
+        {"empty directory", [] { fs::create_directory(kLink); }, ""},
+        {"directory with contents", [] { write_text(std::string(kLink) + "/kept", "kept"); },
+         std::string("Failed to remove existing symbolic link: ") + kLink},
+        {"no place for a link", [] { fs::remove(fs::path(kLink).parent_path()); }, cannot_link + kPersistent},
+    };
+    for (const auto& c : cases) {
+        fs::remove_all(kLink);
+        fs::remove(kPersistent);
+        c.prepare();
+        TraceReader log;
+        const int result = corvane::write_corvane_api_devices_cloudagent_cfg(kResponse);
+        EXPECT_EQ(c.error, lines_of(log, "ERROR")) << c.name;
+        EXPECT_EQ(c.error.empty() ? NO_ERROR : ERR_SAVE_FILE, result) << c.name;
+        EXPECT_EQ(c.error.empty(), fs::is_symlink(kLink) && fs::read_symlink(kLink) == kPersistent) << c.name;
+        EXPECT_EQ(kText, read_text(kPersistent)) << c.name;
+        fs::create_directories(fs::path(kLink).parent_path());
+    }
+    EXPECT_EQ("elsewhere", read_text("/opt/elsewhere"));
+}
+
+TEST_F(AgentConfiguration, FailuresStopAtTheirStep) {
+    TraceReader log;
+    for (const char* response : {"", "{", "[]", R"({"cloudagentCfg":null})", R"({"cloudagentCfg":{"a":"b"}})"}) {
+        EXPECT_EQ(ERR_WRONG_JSON_FORMAT, corvane::write_corvane_api_devices_cloudagent_cfg(response)) << response;
+        EXPECT_EQ("Failed to parse JSON response", lines_of(log, "ERROR")) << response;
+    }
+    {
+        const ReplacedTool tool("/sbin/getcfg", "exit 1");
+        EXPECT_EQ(ERR_CMD_FAILED, corvane::write_corvane_api_devices_cloudagent_cfg(kResponse));
+        EXPECT_EQ("Failed to get install path", lines_of(log, "ERROR"));
+    }
+    EXPECT_FALSE(fs::exists(kPersistent));
+    fs::create_directory(kPersistent);
+    EXPECT_EQ(ERR_SAVE_FILE, corvane::write_corvane_api_devices_cloudagent_cfg(kResponse));
+    EXPECT_EQ("Failed to open /etc/config/harbex/cloudagent.cfg for writing", lines_of(log, "ERROR"));
+    EXPECT_FALSE(fs::is_symlink(kLink));
+}
+
+TEST_F(AgentConfiguration, SiteFileIsReplaced) {
+    const struct {
+        const char* site;
+        const char* text;
+    } cases[] = {
+        {"Production", R"({"site": "Production"})"}, {"sy", R"({"site": "dev"})"}, {"SY", R"({"site": "SY"})"}};
+    for (const auto& c : cases) {
+        set_site(c.site);
+        EXPECT_EQ(NO_ERROR, corvane::set_site_use_by_cloudagent()) << c.site;
+        EXPECT_EQ(c.text, read_text(kSiteFile)) << c.site;
+    }
+    fs::remove(kSiteFile);
+    fs::create_directory(kSiteFile);
+    TraceReader log;
+    EXPECT_EQ(ERR_SAVE_FILE, corvane::set_site_use_by_cloudagent());
+    EXPECT_EQ("ERROR Failed to save install_path/etc/system/system_setting.json", lines_of(log));
+    fs::remove(kSiteFile);
+    EXPECT_TRUE(fs::is_empty(fs::path(kSiteFile).parent_path()));
+}
+
+int start_express() {
+    return corvane::invoke_corvane_express("start; $(id)");
+}
+
+int start_agent() {
+    return corvane::invoke_cloudagent("start");
+}
+
+TEST_F(AgentConfiguration, ScriptsGetOneWordAndTheAgentItsSite) {
+    const struct {
+        int (*run)();
+        const char* status;  // of both scripts
+        int result;
+        const char* seen;
+        const char* log;
+    } cases[] = {
+        {start_express, "0", 0, "express 1 start; $(id)\n", "INFO invoke_corvane_express: start; $(id)"},
+        {start_express, "3", 3, "express 1 start; $(id)\n",
+         "INFO invoke_corvane_express: start; $(id)\nERROR Failed to execute corvane_express.sh start; $(id)"},
+        {start_agent, "4", 4, "agent 1 start\n",
+         "INFO invoke_cloudagent: start\nERROR Failed to execute corvane_cloudagent.sh start"},
+        {corvane::remove_corvane_configs, "0", 0, "agent 1 remove_corvane_configs\n",
+         "INFO invoke_cloudagent: remove_corvane_configs"},
+        {corvane::remove_corvane_configs, "1", 60, "agent 1 remove_corvane_configs\n",
+         "INFO invoke_cloudagent: remove_corvane_configs\n"
+         "ERROR Failed to execute corvane_cloudagent.sh remove_corvane_configs\n"
+         "ERROR Failed to invoke cloudagent remove_corvane_configs"},
+        {corvane::stop_corvane_services, "1", 0, "express 1 stop\nagent 1 remove_dummy_interface\nagent 1 stop\n",
+         "INFO invoke_corvane_express: stop\n"
+         "ERROR Failed to execute corvane_express.sh stop\n"
+         "ERROR Failed to invoke corvane_express stop, but continue to stop corvane services\n"
+         "INFO invoke_cloudagent: remove_dummy_interface\n"
+         "ERROR Failed to execute corvane_cloudagent.sh remove_dummy_interface\n"
+         "ERROR Failed to invoke cloudagent remove_dummy_interface, but continue to stop corvane services\n"
+         "INFO invoke_cloudagent: stop\n"
+         "ERROR Failed to execute corvane_cloudagent.sh stop\n"
+         "ERROR Failed to invoke cloudagent stop, but continue to stop corvane services"},
+    };
+    set_site("Beta");
+    for (const auto& c : cases) {
+        fs::remove("/tmp/scripts");
+        fs::remove(kSiteFile);
+        const std::string end = " $# $*\" >>/tmp/scripts; exit " + std::string(c.status);
+        const ReplacedTool express("/etc/init.d/corvane_express.sh", "echo \"express" + end);
+        const ReplacedTool agent("/etc/init.d/corvane_cloudagent.sh", "echo \"agent" + end);
+        TraceReader log;
+        EXPECT_EQ(c.result, c.run()) << c.log;
+        EXPECT_EQ(c.seen, read_text("/tmp/scripts"));
+        EXPECT_EQ(c.log, lines_of(log));
+        EXPECT_EQ(c.run == start_express ? "" : R"({"site": "Beta"})", read_text(kSiteFile)) << c.log;
+    }
+}
+
+TEST(Probes, KernelModulesAreFilesOfTheRunningKernel) {
+    utsname kernel{};
+    ASSERT_EQ(0, uname(&kernel));
+    write_text(std::string("/lib/modules/") + kernel.release + "/net/fou.ko", "");
+    const struct {
+        const char* name;
+        int result;
+        bool exists;
+        const char* error;
+    } cases[] = {
+        {"net/fou.ko", NO_ERROR, true, ""},
+        {"net/ipip.ko", NO_ERROR, false, ""},
+        {"a..b", ERR_CMD_FAILED, false, "Invalid module name: a..b, module name should not contain '..'"},
+    };
+    TraceReader log;
+    for (const auto& c : cases) {
+        bool exists = true;
+        EXPECT_EQ(c.result, corvane::kernel_module_exists(c.name, exists)) << c.name;
+        EXPECT_EQ(c.exists, exists) << c.name;
+        EXPECT_EQ(c.error, lines_of(log, "ERROR")) << c.name;
+    }
+}
+
+TEST(Probes, ToolsAnswersLoseTheirEnd) {
+    const struct {
+        int (*read)(std::string&);
+        const char* tool;
+        const char* script;
+        const char* outcome;
+        const char* error;
+    } cases[] = {
+        {corvane::get_hwsn, "/sbin/get_hwsn", "printf ' Q 12 \\r\\n\\n'", "0  Q 12", ""},
+        {corvane::get_hwsn, "/sbin/get_hwsn", "echo half; exit 2", "2 ", "Failed to get hwsn"},
+        {corvane::get_real_wan_ip, "/usr/local/bin/vellum_cli", "[ \"$# $*\" = '3 -x 13 -e' ] && echo 203.0.113.9",
+         "0 203.0.113.9", ""},
+        {corvane::get_real_wan_ip, "/usr/local/bin/vellum_cli", "echo half; exit 7", "7 ", "ret 7, output: "},
+    };
+    TraceReader log;
+    for (const auto& c : cases) {
+        const ReplacedTool tool(c.tool, c.script);
+        std::string text = "before";
+        const int result = c.read(text);
+        EXPECT_EQ(c.outcome, std::to_string(result) + " " + text) << c.script;
+        EXPECT_EQ(c.error, lines_of(log, "ERROR")) << c.script;
+    }
+}
+
+}  // namespace
+}  // namespace harbex::test
