@@ -1,0 +1,25 @@
+// What the simulated cloud's services answer.
+#pragma once
+
+#include <string>
+
+#include "cloud_credentials.h"
+#include "cloud_records.h"
+#include "cloud_state.h"
+
+namespace appliance {
+
+struct CloudAnswer {
+    int status;
+    std::string body;
+};
+
+// Checks the request as the service would, acts on the state, and saves it when the request was accepted. `now` is in
+// seconds since the epoch.
+CloudAnswer answer_request(const std::string& service, const CloudRequest& request, CloudState& state,
+                           const Credentials& credentials, int64_t now);
+
+// Whether the service has an endpoint whose path matches `pattern` (* for any characters).
+bool service_serves(const std::string& service, const std::string& pattern);
+
+}  // namespace appliance

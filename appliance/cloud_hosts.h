@@ -1,0 +1,25 @@
+// The hosts that the simulated cloud answers for, and which service each of them is.
+#pragma once
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace appliance {
+
+class CloudHosts {
+public:
+    // Lines "SERVICE HOST PORT". False when the file cannot be read or names no host.
+    bool load(const std::string& file);
+    // "" for a host that is none of the cloud's.
+    std::string service_of(const std::string& host) const;
+    std::vector<std::string> names() const;
+    const std::set<int>& ports() const { return ports_; }
+
+private:
+    std::map<std::string, std::string> services_;
+    std::set<int> ports_;
+};
+
+}  // namespace appliance
