@@ -7,35 +7,36 @@
 
 #include "common/bus_io.h"
 #include "common/file_descriptor.h"
+#include "service/cloud_token.h"
+#include "service/corvane_token.h"
+#include "service/device_removal.h"
 #include "service/error_code.h"
 #include "service/gateway_methods.h"
 #include "service/logger.h"
+#include "service/public_address.h"
 #include "service/reply_envelope.h"
+#include "service/timeouts.h"
+#include "service/tunnel_statistics.h"
 
 namespace harbex::service {
 namespace {
 
-// For rows whose module this build does not carry.
-int not_carried(bs_io* io) {
-    return send_error_response(io, E_ELSE, "Unknown method");
-}
-
 Method methods[] = {
-    {"Get_rxtx", "Retrieve RX and TX statistics", not_carried},
+    {"Get_rxtx", "Retrieve RX and TX statistics", Get_rxtx},
     {"Get_rxtx_bytecount", "Retrieve RX and TX byte count", Get_rxtx_bytecount},
-    {"Get_public_ip", "Retrieve the public IP address", not_carried},
+    {"Get_public_ip", "Retrieve the public IP address", Get_public_ip},
     {"Get_port_status", "Retrieve the status of the port", Get_port_status},
     {"Get_gateway_info", "Retrieve the gateway information", Get_gateway_info},
-    {"Supernode_halt", "Halt the supernode", not_carried},
-    {"Device_unregister_from_nas", "Device unregister from NAS", not_carried},
-    {"Device_remove_by_corvane", "Remove the device by corvane", not_carried},
-    {"Refresh_cloudtoken", "Refresh the cloud token", not_carried},
-    {"Get_cloudtoken", "Get the cloud token", not_carried},
-    {"Get_corvanetoken", "Get the corvane token", not_carried},
-    {"Save_cloudtoken", "Save the cloud token", not_carried},
-    {"Update_org_name", "Update the organization name", not_carried},
-    {"Update_and_check_timeout", "Update status and check timeout for MQTT and IPSec", not_carried},
-    {"Flush_timeout", "Flush the timeout state", not_carried},
+    {"Supernode_halt", "Halt the supernode", Supernode_halt},
+    {"Device_unregister_from_nas", "Device unregister from NAS", Device_unregister_from_nas},
+    {"Device_remove_by_corvane", "Remove the device by corvane", Device_remove_by_corvane},
+    {"Refresh_cloudtoken", "Refresh the cloud token", Refresh_cloudtoken},
+    {"Get_cloudtoken", "Get the cloud token", Get_cloudtoken},
+    {"Get_corvanetoken", "Get the corvane token", Get_corvanetoken},
+    {"Save_cloudtoken", "Save the cloud token", Save_cloudtoken},
+    {"Update_org_name", "Update the organization name", Update_org_name},
+    {"Update_and_check_timeout", "Update status and check timeout for MQTT and IPSec", Update_and_check_timeout},
+    {"Flush_timeout", "Flush the timeout state", Flush_timeout},
 };
 constexpr size_t kMethodCount = std::size(methods);
 static_assert(kMethodCount == 15);

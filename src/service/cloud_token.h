@@ -1,0 +1,32 @@
+#pragma once
+
+#include <bsvc.h>
+
+#include <cstdint>
+#include <string>
+
+namespace harbex::service {
+
+// Decrypts the cloud's encoded sign-in answer and stores its access and refresh token; nothing is stored unless both
+// are there. E_SUCCESS, E_NIMBARA_OAUTH_DECODE_ERROR, E_JSON_FAIL for a plaintext that is no such document,
+// E_CMD_FAILED when a token cannot be stored (the access token may be, by then).
+[[nodiscard]] int save_vellumtoken(const std::string& oauth_response_encoded);
+
+// The stored access token, renewed first when it has expired. Callers that find it expired at the same time share one
+// renewal, and its failure. Blocks for up to 10 s of transfer, and for one that is under way. E_SUCCESS, or
+// E_CMD_FAILED with `token` untouched.
+[[nodiscard]] int Get_cloudtoken(std::string& token);
+
+// Renews the stored tokens at the cloud, expired or not. E_SUCCESS, E_JSON_FAIL, E_CMD_FAILED, E_CURL_FAIL.
+[[nodiscard]] int auth_connector_refresh_token();
+
+// Whether the time behind the token's last point, or all of it when it has none, is later than `now_s` (both seconds
+// since the epoch). What is no decimal number has passed.
+bool is_cloud_token_valid(const std::string& token, int64_t now_s);
+
+// Bus methods. The first reads {"oauth_response_encoded": text}, the others nothing.
+int Save_cloudtoken(bs_io* io);
+int Get_cloudtoken(bs_io* io);
+int Refresh_cloudtoken(bs_io* io);
+
+}  // namespace harbex::service

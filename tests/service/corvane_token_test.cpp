@@ -1,0 +1,315 @@
+#include "service/corvane_token.h"
+
+#include <limits>
+
+#include "service_nas.h"
+#include "support/reply_rows.h"
+
+namespace harbex::test {
+namespace {
+
+constexpr const char* kLoginPath = "cloud:/cvnms/nmsuser/api/v1/edge/login";
+constexpr const char* kOrgPath = "cloud:/v1.2/organization/*";
+constexpr const char* kRequest = R"({"orgId": "org-7f3a1c"})";
+const std::string kRefused = refusal(1010, "Failed to get corvane token");
+
+TEST(CorvaneToken, IsFreshForADay) {
+    constexpr int64_t kNow = 1'800'000'000;
+    const struct {
+        const char* name;
+        int64_t last_seen;
+        bool fresh;
+    } cases[] = {
+        {"just now", kNow, true},
+        {"86400 seconds ago", kNow - 86400, true},
+        {"86401 seconds ago", kNow - 86401, false},
+        {"in the future", kNow + 1'000'000, true},
+        {"never", 0, false},
+        {"the latest number there is", std::numeric_limits<int64_t>::max(), true},
+        {"the earliest", std::numeric_limits<int64_t>::min(), false},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(service::is_corvane_token_fresh(kNow, c.last_seen), c.fresh) << c.name;
+}
+
+std::string quoted(const std::string& text) {
+    return "\"" + text + "\"";
+}
+
+class CorvaneTokens : public ServiceNas {
+protected:
+    static std::string stored_token() { return setting(kCorvaneConf, "CORVANE_TOKEN"); }
+    static void store(const std::string& token, const std::string& last_seen) {
+        set_setting(kCorvaneConf, "CORVANE_TOKEN", token);
+        set_setting(kCorvaneConf, "CORVANE_TOKEN_LAST_SEEN", last_seen);
+    }
+};
+
+TEST_F(CorvaneTokens, LoginGoesOutAsTheCloudKnowsIt) {
+    const std::string account = sign_nas_in();
+    const long long before = time(nullptr);
+    const Outcome outcome = call("Get_corvanetoken", kRequest);
+    const std::string token = stored_token();
+    EXPECT_EQ(outcome.reply, success(quoted(token)));
+    const long long last_seen = std::stoll(setting(kCorvaneConf, "CORVANE_TOKEN_LAST_SEEN"));
+    EXPECT_GE(last_seen, before);
+    EXPECT_LE(last_seen, time(nullptr));
+    const std::string url = "corvane-api.harbex.example/cvnms/nmsuser/api/v1/edge/login";
+    const std::string login = "DEBUG [corvane_api_edge_login] ";
+    const std::string length = std::to_string(token.size());
+    EXPECT_EQ(
+        outcome.lines,
+        (std::vector<std::string>{
+            "UNKNOWN corvane_token expiration is 0 0",
+            "DEBUG Attempting to get cloud token",
+            "DEBUG Cloud token obtained successfully",
+            login + "Sending request to https://" + url + " with orgId: org-7f3a1c",
+            login + "Response length: " + std::to_string(std::string(R"({"corvaneToken":""})").size() + token.size()),
+            login + "Successfully obtained corvaneToken (length: " + length + ")",
+            "DEBUG Write corvaneToken to corvane.conf",
+        }));
+    EXPECT_EQ(cloud_requests(), std::vector<std::string>{"POST " + url +
+                                                         "\nHost: corvane-api.harbex.example\nAccept: */*\n"
+                                                         "Content-Type: application/json\nvellumToken: " +
+                                                         account + "\nContent-Length: 23\n\n" + kRequest});
+
+    // From now on the stored one, for whatever organisation.
+    const Outcome again = call("Get_corvanetoken", R"({"orgId": "org-b41d92"})");
+    EXPECT_EQ(again.reply, success(quoted(token)));
+    EXPECT_EQ(again.lines, std::vector<std::string>{"DEBUG corvane_token is not expired"});
+    EXPECT_EQ(cloud_requests(), std::vector<std::string>());
+
+    store(token, "0");
+    const std::string odd = R"({"orgId": "a\"b/ü"})";
+    const std::string failure = "[corvane_api_edge_login] easycurl failed, err = 82";
+    expect_call("the id goes out as it is", "Get_corvanetoken", odd, kRefused, {failure});
+    const auto requests = cloud_requests();
+    ASSERT_EQ(requests.size(), 1U);
+    EXPECT_TRUE(requests[0].ends_with("\n\n{\"orgId\": \"a\"b/ü\"}")) << requests[0];
+}
+
+TEST_F(CorvaneTokens, StoredTokenIsJudgedByItsTime) {
+    sign_nas_in();
+    const long long now = time(nullptr);
+    constexpr const char* kStored = "as it was stored";
+    const struct {
+        const char* name;
+        std::string last_seen;
+        std::string number;  // as the log has it; "" for a fresh one
+    } cases[] = {
+        {"nearly a day old", std::to_string(now - 86400 + 600), ""},
+        {"a day old", std::to_string(now - 86401), std::to_string(now - 86401)},
+        {"in the future", std::to_string(now + 100'000), ""},
+        {"no number", "yesterday", "0"},
+        {"a number and more", "4000000000s", "0"},
+    };
+    for (const auto& c : cases) {
+        store(kStored, c.last_seen);
+        const Outcome outcome = call("Get_corvanetoken", kRequest);
+        EXPECT_EQ(outcome.reply, success(quoted(stored_token()))) << c.name;
+        EXPECT_EQ(stored_token() == kStored, c.number.empty()) << c.name;
+        EXPECT_EQ(cloud_requests().size(), c.number.empty() ? 0U : 1U) << c.name;
+        const std::string first = c.number.empty()
+                                      ? "DEBUG corvane_token is not expired"
+                                      : "UNKNOWN corvane_token expiration is " + c.last_seen + " " + c.number;
+        EXPECT_EQ(outcome.lines.empty() ? "" : outcome.lines[0], first) << c.name;
+    }
+    store("", std::to_string(now));
+    expect_call("fresh and empty", "Get_corvanetoken", kRequest, success(R"("")"), {});
+}
+
+TEST_F(CorvaneTokens, MalformedRequests) {
+    const std::string no_org = "orgId is missing or not a string in input JSON";
+    const std::string answer = "Missing or invalid orgId in input";
+    const struct {
+        const char* name;
+        const char* request;
+        std::string answer;
+        std::string error;
+    } cases[] = {
+        {"nothing", "", "No input data", "No data received from bs_io"},
+        {"no JSON", "org", "Invalid JSON input", "Failed to parse input JSON: '[' or '{' expected near 'org'"},
+        {"no object", R"(["orgId"])", answer, no_org},
+        {"no such member", R"({"orgid": "o"})", answer, no_org},
+        {"a number", R"({"orgId": 7})", answer, no_org},
+    };
+    for (const auto& c : cases)
+        expect_call(c.name, "Get_corvanetoken", c.request, refusal(1010, c.answer), {c.error});
+    expect_call("never signed in", "Get_corvanetoken", kRequest, kRefused,
+                {"vellum_token is empty", "Failed to obtain vellumToken"});
+    EXPECT_EQ(cloud_requests(), std::vector<std::string>());
+}
+
+TEST_F(CorvaneTokens, LoginThatFails) {
+    const std::string login = "[corvane_api_edge_login] ";
+    const auto not_done = [&](int code) { return login + "easycurl failed, err = " + std::to_string(code); };
+    const auto no_json = [&](const char* text) { return login + "Failed to parse JSON: " + parser_text(text); };
+    const std::string no_token = login + "No 'corvaneToken' string in JSON response";
+    const struct {
+        const char* name;
+        const char* fault;
+        std::string error;
+    } cases[] = {
+        {"refused", "refuse", not_done(7)},
+        {"certificate has expired", "certificate:expired", not_done(60)},
+        {"certificate of another host", "certificate:other-name", not_done(60)},
+        {"moved", "status:302,body:{}", not_done(82)},
+        {"denied", R"(status:403,body:{"corvaneToken": "t"})", not_done(82)},
+        {"nothing", "status:204", no_json("")},
+        {"cut short", R"(body:{"corvaneToken": "t)", no_json(R"({"corvaneToken": "t)")},
+        {"no object", "body:[]", no_token},
+        {"no token", R"(body:{"token": "t"})", no_token},
+        {"a number", R"(body:{"corvaneToken": 5})", no_token},
+        {"two lines", R"(body:{"corvaneToken": "t\nCORVANE_ORG_ID = o"})",
+         "Failed to save corvaneToken to corvane.conf"},
+    };
+    sign_nas_in();
+    store("old", "1000");
+    const std::string before = all_settings();
+    for (const auto& c : cases) {
+        const Fault fault(kLoginPath, c.fault);
+        expect_call(c.name, "Get_corvanetoken", kRequest, kRefused, {c.error});
+        EXPECT_EQ(all_settings(), before) << c.name;
+    }
+}
+
+TEST_F(CorvaneTokens, OnlyTheLoginMayDoWithoutCertificates) {
+    const auto switch_checks = [](const char* value) {
+        run_program({"/sbin/setcfg", kDebugSection, "InsecureCurl", value, "-f", kCorvaneConf});
+    };
+    sign_nas_in();
+    set_setting(kCorvaneConf, "CORVANE_ORG_ID", "org-7f3a1c");
+    for (const char* certificate : {"certificate:expired", "certificate:other-name"}) {
+        const Fault fault("cloud:*", certificate);
+        store("old", "0");
+        switch_checks("True");
+        expect_call(certificate, "Get_corvanetoken", kRequest, kRefused,
+                    {"[corvane_api_edge_login] easycurl failed, err = 60"});
+        switch_checks("true");
+        EXPECT_TRUE(call("Get_corvanetoken", kRequest).reply.starts_with(R"({"data": "ct1-)")) << certificate;
+        expect_call(
+            certificate, "Update_org_name", "", refusal(1010, "Failed org info query"),
+            {"Failed to query organization info: https://org-center.harbex.example/v1.2/organization/org-7f3a1c"});
+        expect_call(certificate, "Refresh_cloudtoken", "", refusal(1010, "Failed to refresh cloud token"),
+                    {"Failed to call refresh API"});
+    }
+}
+
+TEST_F(CorvaneTokens, SettingsThatFail) {
+    sign_nas_in();
+    {
+        const FailingSetting tool("setcfg", "CORVANE_TOKEN");
+        expect_call("token", "Get_corvanetoken", kRequest, kRefused, {"Failed to save corvaneToken to corvane.conf"});
+        EXPECT_EQ(stored_token(), "(none)");
+    }
+    {
+        const FailingSetting tool("setcfg", "CORVANE_TOKEN_LAST_SEEN");
+        expect_call("its time", "Get_corvanetoken", kRequest, kRefused,
+                    {"Failed to save corvaneToken timestamp to corvane.conf"});
+        EXPECT_TRUE(stored_token().starts_with("ct1-")) << "stays stored";
+    }
+    set_setting(kCorvaneConf, "CORVANE_TOKEN_LAST_SEEN", std::to_string(time(nullptr)));
+    {
+        const FailingSetting tool("getcfg", "CORVANE_TOKEN");
+        expect_call("reading", "Get_corvanetoken", kRequest, kRefused, {"Failed to get corvane_token"});
+    }
+    const FailingSetting tool("getcfg", "CORVANE_TOKEN_LAST_SEEN");
+    const Outcome stale = call("Get_corvanetoken", kRequest);
+    EXPECT_EQ(stale.reply, success(quoted(stored_token()))) << "without a time it is stale";
+    EXPECT_EQ(stale.lines.size(), 7U);
+}
+
+TEST_F(CorvaneTokens, CallersShareOneLogin) {
+    const struct {
+        const char* name;
+        std::vector<std::string> organisations;  // the first is in alone
+        size_t logins;
+    } cases[] = {
+        {"that succeeds", std::vector<std::string>(4, "org-7f3a1c"), 1},
+        {"that fails", std::vector<std::string>(4, "org-0"), 1},
+        {"unless it failed for another organisation", {"org-0", "org-7f3a1c"}, 2},
+    };
+    sign_nas_in();
+    for (const auto& c : cases) {
+        store("old", "0");
+        (void)cloud_requests();
+        const ReplacedTool tool("/sbin/getcfg", std::string("[ $2 != VELLUM_TOKEN ] || ") + kGate +
+                                                    "\nexec /sbin/getcfg.replaced \"$@\"");
+        std::vector<std::string> bodies;
+        for (const std::string& organisation : c.organisations)
+            bodies.push_back(R"({"orgId": ")" + organisation + R"("})");
+        const auto replies = call_together("Get_corvanetoken", bodies, "DEBUG Attempting to get cloud token");
+        EXPECT_EQ(cloud_requests().size(), c.logins) << c.name;
+        for (size_t i = 0; i < replies.size(); i++) {
+            const bool known = c.organisations[i] != "org-0";
+            EXPECT_EQ(replies[i], known ? success(quoted(stored_token())) : kRefused) << c.name << ", caller " << i;
+        }
+    }
+}
+
+TEST_F(CorvaneTokens, OrganisationsName) {
+    const std::string account = sign_nas_in();
+    set_setting(kCorvaneConf, "CORVANE_ORG_ID", "org-b41d92");
+    const Outcome outcome = call("Update_org_name", "whatever");
+    EXPECT_EQ(outcome.reply, success(R"("Field Workshop")"));
+    EXPECT_EQ(setting(kCorvaneConf, "CORVANE_ORG_NAME"), "Field Workshop");
+    ASSERT_EQ(outcome.lines.size(), 2U);
+    EXPECT_TRUE(outcome.lines[0].starts_with(R"(DEBUG response_str: {"result":{"name":"Field Workshop",)"));
+    EXPECT_EQ(outcome.lines[1], "DEBUG Successfully set CORVANE_ORG_NAME to Field Workshop in corvane.conf");
+    EXPECT_EQ(cloud_requests(),
+              std::vector<std::string>{"GET org-center.harbex.example/v1.2/organization/org-b41d92\n"
+                                       "Host: org-center.harbex.example\n"
+                                       "accept: application/json\nAuthorization: Bearer " +
+                                       account + "\n\n"});
+}
+
+TEST_F(CorvaneTokens, OrganisationsNameThatCannotBeHad) {
+    const std::string not_asked =
+        "Failed to query organization info: https://org-center.harbex.example/v1.2/organization/org-b41d92";
+    const std::string not_stored = "Failed to set CORVANE_ORG_NAME in corvane.conf";
+    const auto no_json = [](const char* text) { return "Failed to parse org json: " + parser_text(text); };
+    const std::string no_query = refusal(1010, "Failed org info query");
+    const std::string invalid = refusal(1003, "Invalid org info JSON");
+    const std::string no_result = refusal(1003, "Missing org result field");
+    const std::string no_name = refusal(1003, "Missing org name field");
+    const struct {
+        const char* name;
+        const char* fault;
+        std::string reply;
+        std::string error;
+    } cases[] = {
+        {"refused", "refuse", no_query, not_asked},
+        {"cut off half-way", "close", no_query, not_asked},
+        {"unknown", "status:404,body:{}", no_query, not_asked},
+        {"nothing", "status:204", invalid, no_json("")},
+        {"no JSON", "body:name", invalid, no_json("name")},
+        {"no object", "body:[]", no_result, "No valid 'result' object in org info"},
+        {"a text", R"(body:{"result": "name"})", no_result, "No valid 'result' object in org info"},
+        {"no name", R"(body:{"result": {}})", no_name, "No valid 'name' field in org info"},
+        {"a number", R"(body:{"result": {"name": 5}})", no_name, "No valid 'name' field in org info"},
+        {"two lines", R"(body:{"result": {"name": "a\nb"}})", kNoReply, not_stored},
+    };
+    const std::string no_id = "Failed to get CORVANE_ORG_ID from corvane.conf";
+    const std::string missing = refusal(1010, "Missing CORVANE_ORG_ID");
+    expect_call("no organisation", "Update_org_name", "", missing, {no_id});
+    set_setting(kCorvaneConf, "CORVANE_ORG_ID", "org-b41d92");
+    expect_call("never signed in", "Update_org_name", "", refusal(1010, "Failed to get cloud token"),
+                {"vellum_token is empty"});
+    {
+        const FailingSetting tool("getcfg", "CORVANE_ORG_ID");
+        expect_call("unreadable", "Update_org_name", "", missing, {no_id});
+    }
+    sign_nas_in();
+    set_setting(kCorvaneConf, "CORVANE_ORG_NAME", "before");
+    const std::string before = all_settings();
+    for (const auto& c : cases) {
+        const Fault fault(kOrgPath, c.fault);
+        expect_call(c.name, "Update_org_name", "", c.reply, {c.error});
+        EXPECT_EQ(all_settings(), before) << c.name;
+    }
+    const FailingSetting tool("setcfg");
+    expect_call("storing", "Update_org_name", "", kNoReply, {not_stored});
+}
+
+}  // namespace
+}  // namespace harbex::test
