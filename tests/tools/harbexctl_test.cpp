@@ -1,0 +1,123 @@
+// harbexctl as people and scripts run it.
+#include <regex>
+
+#include "support/signed_in_nas.h"
+
+namespace harbex::test {
+namespace {
+
+class Harbexctl : public SignedInNas {
+protected:
+    static Finished control(const std::string& words) { return shell("harbexctl " + words); }
+};
+
+TEST_F(Harbexctl, MisuseEndsWith64AndRunsNothing) {
+    const char* const cases[] = {
+        "",         "bogus",   "org",       "org bogus",         "org list create X", "status join", "status x",
+        "tour set", "--bogus", "--json=no", "sign-in one other", "virtual-ip set",    "region use",
+    };
+    for (const char* words : cases) {
+        const Finished run = control(words);
+        EXPECT_EQ(64, run.status) << words;
+        EXPECT_EQ("", run.out) << words;
+        EXPECT_NE("", run.err) << words;
+    }
+    EXPECT_EQ(std::vector<std::string>{}, requests());
+    EXPECT_EQ("harbexctl: there is no command 'bogus' here\nharbexctl --help tells what can be done.\n",
+              control("org bogus").err);
+    const Finished help = control("org --help");
+    EXPECT_EQ(0, help.status);
+    EXPECT_NE(std::string::npos, help.out.find("create"));
+}
+
+TEST_F(Harbexctl, TellsCodeAndWordsOfEachOutcome) {
+    const struct {
+        const char* command;
+        int status;
+        const char* out;
+        const char* err;
+    } cases[] = {
+        {"tour set TRUE no", 0, "done\n", ""},
+        {"tour show", 0, "feature_intro: no\nfeature_tip: no\n", ""},
+        {"tour show --json", 0,
+         "{\"command\":\"tour show\",\"code\":0,\"message\":\"done\","
+         "\"data\":{\"feature_intro\":false,\"feature_tip\":false}}\n",
+         ""},
+        {"org list", 0,
+         "-\n  name: Field Office\n  organization_id: org-7f3a1c\n  is_default: yes\n"
+         "-\n  name: Field Workshop\n  organization_id: org-b41d92\n  is_default: no\n",
+         ""},
+        {"supernode devices", 0, "-\n  deviceId: dev-000001\n  deviceName: harbex-nas\n  usage: 10737418240\n", ""},
+        {"internet lo", 1, "interface: lo\nreachable: no\n",
+         "harbexctl internet: failed with code 48: a service answered a failure; the trace log tells which\n"},
+        {"leave", 1, "", "harbexctl leave: failed with code 69: this NAS has no device id; it is not joined\n"},
+        {"--json leave", 1,
+         "{\"command\":\"leave\",\"code\":69,\"message\":\"this NAS has no device id; it is not joined\","
+         "\"data\":null}\n",
+         ""},
+        {"virtual-ip set 192.168.1.99", 1, "",
+         "harbexctl virtual-ip set: failed with code 50: the address clashes with a network of this NAS\n"},
+        {"sign-in /nowhere", 1, "",
+         "harbexctl: the file cannot be read: No such file or directory\n"
+         "harbexctl sign-in: failed with code 7: the file cannot be read\n"},
+        {"supernode apply /etc", 1, "",
+         "harbexctl: the file cannot be read: Is a directory\n"
+         "harbexctl supernode apply: failed with code 7: the file cannot be read\n"},
+        {"supernode apply - <<<'{}'", 1, "",
+         "harbexctl supernode apply: failed with code 49: an answer or record has an unexpected shape\n"},
+        {"sign-in <<<'no answer of the cloud'", 1, "",
+         "harbexctl sign-in: failed with code 48: a service answered a failure; the trace log tells which\n"},
+        {"org use org-none", 1, "",
+         "harbexctl org use: failed with code 49: an answer or record has an unexpected shape\n"},
+    };
+    for (const auto& c : cases) {
+        const Finished run = control(c.command);
+        EXPECT_EQ(c.status, run.status) << c.command;
+        EXPECT_EQ(c.out, run.out) << c.command;
+        EXPECT_EQ(c.err, run.err) << c.command;
+    }
+    EXPECT_EQ("org-7f3a1c", stored(kCorvaneConf, "CORVANE_ORG_ID")) << "an id that is none changes nothing";
+    EXPECT_EQ("site-29b0e4", stored(kCorvaneConf, "CORVANE_SITE_ID"));
+}
+
+TEST_F(Harbexctl, WhatTheCloudSendsDoesNotSteerTheTerminal) {
+    const Fault fault("cloud:/v1.2/organization",
+                      R"(body:{"result":[{"name":"\u001b[2J\nx","organization_id":"1"}]})");
+    EXPECT_EQ("-\n  name: ?[2J?x\n  organization_id: 1\n  is_default: no\n", control("org list").out);
+}
+
+TEST_F(Harbexctl, ShowsNoToken) {
+    shell("signin >/tmp/answer");
+    const char* const cases[] = {
+        "sign-in /tmp/answer",
+        "sign-in - </tmp/answer",
+        "sign-in \"$(cat /tmp/answer)\"",
+        "token refresh",
+        "org list",
+        "org create Another",
+        "org use org-7f3a1c",
+        "region list",
+        "region use auto",
+        "join",
+        "status",
+        "precheck",
+        "virtual-ip set 10.8.0.44",
+        "supernode usage",
+        "supernode traffic",
+        "internet",
+        "leave",
+    };
+    const std::string answer = read_text("/tmp/answer").substr(0, 60);
+    const std::regex token("(va1\\.|vr1-|ct1-|dt1-)[0-9a-f]{4}");
+    size_t failed = 0;
+    for (const char* words : cases) {
+        const Finished run = control(words + std::string(words[0] == 'j' || words[0] == 'l' ? " --json" : ""));
+        EXPECT_FALSE(std::regex_search(run.out + run.err, token)) << words << "\n" << run.out << run.err;
+        EXPECT_EQ(std::string::npos, (run.out + run.err).find(answer)) << words;
+        failed += run.status == 0 ? 0 : 1;
+    }
+    EXPECT_EQ(1U, failed) << "the answer in the file's place";
+}
+
+}  // namespace
+}  // namespace harbex::test

@@ -1,0 +1,223 @@
+#include "commands.h"
+
+#include <jansson.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "common/bus_query.h"
+#include "common/error_code.h"
+#include "common/json_owner.h"
+#include "corvane/cloud/org_center.h"
+#include "corvane/cloud/precheck.h"
+#include "corvane/cloud/region_list.h"
+#include "corvane/cloud/registration.h"
+#include "corvane/cloud/status.h"
+#include "corvane/cloud/supernode_usage.h"
+#include "corvane/cloud/unregistration.h"
+#include "corvane/device/agent.h"
+#include "corvane/device/edge_daemon.h"
+#include "corvane/device/gateway.h"
+#include "corvane/device/settings.h"
+#include "corvane/device/supernode.h"
+
+namespace harbex::tools {
+namespace {
+
+using Arguments = std::vector<std::string>;
+
+constexpr corvane::BusQuery kSaveToken{
+    .service = "harbex_network_service", .method = "Save_cloudtoken", .check_envelope = true};
+constexpr corvane::BusQuery kRefreshToken{
+    .service = "harbex_network_service", .method = "Refresh_cloudtoken", .check_envelope = true};
+
+int query(const corvane::BusQuery& call, const json_t* arguments = nullptr) {
+    switch (corvane::query_service(call, arguments).stopped_at) {
+        case corvane::BusStep::kDone:
+            return NO_ERROR;
+        case corvane::BusStep::kCheck:
+            return ERR_BS_API_RET_ERROR;
+        default:
+            return ERR_BS_CALL_FAILED;
+    }
+}
+
+struct FileClose {
+    void operator()(FILE* file) const { std::fclose(file); }
+};
+
+// All of a file, or of standard input for "-" and "". What stands in the file's place is not echoed: it may be the
+// sign-in answer itself, typed by mistake.
+int read_all(const std::string& path, std::string& text) {
+    const bool is_standard_input = path.empty() || path == "-";
+    const std::unique_ptr<FILE, FileClose> opened(is_standard_input ? nullptr : std::fopen(path.c_str(), "re"));
+    FILE* const file = is_standard_input ? stdin : opened.get();
+    char bytes[4096];
+    for (size_t count = 1; file != nullptr && count != 0;) {
+        count = std::fread(bytes, 1, sizeof bytes, file);
+        text.append(bytes, count);
+    }
+    if (file != nullptr && std::ferror(file) == 0) return NO_ERROR;
+    std::fprintf(stderr, "harbexctl: the file cannot be read: %s\n", strerror(errno));
+    return ERR_REGULAR_FILE;
+}
+
+int status(const Arguments&, JsonValue& data) {
+    return corvane::get_corvane_status(data);
+}
+
+int precheck(const Arguments&, JsonValue& data) {
+    return corvane::join_corvane_precheck(data);
+}
+
+// Asks the daemon itself rather than through save_vellum_token, which does not look at its answer.
+int sign_in(const Arguments& arguments, JsonValue&) {
+    std::string encoded;
+    if (const int result = read_all(arguments[0], encoded); result != NO_ERROR) return result;
+    encoded.erase(encoded.find_last_not_of(" \t\r\n") + 1);
+    const JsonOwner request(json_pack("{s:s%}", "oauth_response_encoded", encoded.data(), encoded.size()));
+    return request ? query(kSaveToken, request.get()) : ERR_WRONG_JSON_FORMAT;
+}
+
+int token_refresh(const Arguments&, JsonValue&) {
+    return query(kRefreshToken);
+}
+
+int org_list(const Arguments&, JsonValue& data) {
+    return corvane::get_organization_list(data);
+}
+
+int org_create(const Arguments& arguments, JsonValue& data) {
+    std::string id;
+    const int result = corvane::create_organization(arguments[0], id);
+    if (result == NO_ERROR) data["organization_id"] = id;
+    return result;
+}
+
+// The site comes first: it is asked of the cloud, so that an id that is none changes nothing.
+int org_use(const Arguments& arguments, JsonValue&) {
+    const int result = corvane::set_site_id(arguments[0]);
+    if (result != NO_ERROR) return result;
+    return corvane::set_org_id(arguments[0], arguments[1].empty() ? arguments[0] : arguments[1]);
+}
+
+int region_list(const Arguments&, JsonValue& data) {
+    std::string org_id;
+    if (const int result = corvane::get_org_id(org_id); result != NO_ERROR) return result;
+    return corvane::get_region_list(data, org_id);
+}
+
+int region_use(const Arguments& arguments, JsonValue&) {
+    return corvane::set_region_id(arguments[0], arguments[1].empty() ? arguments[0] : arguments[1]);
+}
+
+// Enrols the NAS and starts what then runs on it.
+int join(const Arguments&, JsonValue& data) {
+    JsonValue enrolment;  // holds a token, which is not for the screen
+    if (const int result = corvane::device_register(enrolment); result != NO_ERROR) return result;
+    if (const int result = corvane::set_corvane_express_cfg(); result != NO_ERROR) return result;
+    if (corvane::invoke_corvane_express("start") != 0) return ERR_CORVANE_CORVANE_EXPRESS_SCRIPT;
+    if (corvane::invoke_cloudagent("start") != 0) return ERR_CORVANE_CLOUDAGENT_SCRIPT;
+    std::string virtual_ip;
+    if (const int result = corvane::get_virtual_ip(virtual_ip); result != NO_ERROR) return result;
+    data["virtual_ip"] = virtual_ip;
+    return NO_ERROR;
+}
+
+int leave(const Arguments&, JsonValue&) {
+    JsonValue answer;
+    if (const int result = corvane::device_unregister(answer); result != NO_ERROR) return result;
+    corvane::stop_corvane_services();
+    return corvane::remove_corvane_configs();
+}
+
+int virtual_ip_set(const Arguments& arguments, JsonValue&) {
+    return corvane::modify_virtual_ip(arguments[0]);
+}
+
+int supernode_usage(const Arguments&, JsonValue& data) {
+    return corvane::bsh_get_supernode_remaining(data);
+}
+
+int supernode_devices(const Arguments&, JsonValue& data) {
+    return corvane::bsh_get_supernode_devices(data);
+}
+
+int supernode_traffic(const Arguments&, JsonValue& data) {
+    return corvane::bsh_supernode_recent_billing_daily_traffic(data);
+}
+
+int supernode_apply(const Arguments& arguments, JsonValue&) {
+    std::string record;
+    const int result = read_all(arguments[0], record);
+    return result != NO_ERROR ? result : corvane::parse_supernode(record);
+}
+
+int tour_show(const Arguments&, JsonValue& data) {
+    return corvane::feature_tour_show(data);
+}
+
+int tour_set(const Arguments& arguments, JsonValue&) {
+    return corvane::feature_tour_set(arguments[0].c_str(), arguments[1].c_str());
+}
+
+int internet(const Arguments& arguments, JsonValue& data) {
+    const std::string ifname = arguments[0].empty() ? corvane::get_gateway_interface_name() : arguments[0];
+    const int result = corvane::bsh_check_access_internet(ifname);
+    data["interface"] = ifname;
+    data["reachable"] = result == NO_ERROR;
+    return result;
+}
+
+constexpr Group kGroups[] = {
+    {"token", "The cloud account token"},
+    {"org", "The user's organisations"},
+    {"region", "The regions of the chosen organisation"},
+    {"virtual-ip", "This NAS's address in the SD-WAN"},
+    {"supernode", "The super node"},
+    {"tour", "The feature tour of the application's pages"},
+};
+
+const Command kCommands[] = {
+    {"", "status", "Where this NAS stands in its organisation", {}, status},
+    {"", "precheck", "Whether this NAS is ready to join; removes an unfinished sign-in", {}, precheck},
+    {"",
+     "sign-in",
+     "Hand the cloud's encoded sign-in answer to the daemon, from FILE or standard input",
+     {"[FILE]"},
+     sign_in},
+    {"token", "refresh", "Renew the cloud account token now", {}, token_refresh},
+    {"org", "list", "The user's organisations", {}, org_list},
+    {"org", "create", "Create an organisation", {"NAME"}, org_create},
+    {"org", "use", "Choose the organisation to join", {"ID", "[NAME]"}, org_use},
+    {"region", "list", "The chosen organisation's regions", {}, region_list},
+    {"region",
+     "use",
+     "Choose the region to join; \"auto\" lets the cloud's topology decide",
+     {"ID", "[NAME]"},
+     region_use},
+    {"", "join", "Join the chosen organisation and start the agents", {}, join},
+    {"", "leave", "Leave the organisation and stop the agents", {}, leave},
+    {"virtual-ip", "set", "Change this NAS's address in the SD-WAN", {"IP"}, virtual_ip_set},
+    {"supernode", "usage", "What is left of the super node's volume", {}, supernode_usage},
+    {"supernode", "devices", "The super node's devices", {}, supernode_devices},
+    {"supernode", "traffic", "The super node's traffic, day by day", {}, supernode_traffic},
+    {"supernode", "apply", "Write a super-node record's tunnel parameters", {"FILE"}, supernode_apply},
+    {"tour", "show", "The switches of the feature tour", {}, tour_show},
+    {"tour", "set", "Set the switches of the feature tour", {"INTRO", "TIP"}, tour_set},
+    {"", "internet", "Whether the internet is reached", {"[INTERFACE]"}, internet},
+};
+
+}  // namespace
+
+std::span<const Group> groups() {
+    return kGroups;
+}
+
+std::span<const Command> commands() {
+    return kCommands;
+}
+
+}  // namespace harbex::tools
