@@ -30,11 +30,8 @@ check StatusPassesThrough 7 enter -- bash -c 'exit 7'
 in_place=
 ! grep -q 'in place' "$work/err" || in_place=yes
 check UnknownOption 64 enter --dance
-check OptionWithoutValue 64 "$appliance" --build
-check FaultWithoutValue 64 enter --fault /sbin/get_hwsn -- true
 check FaultOnNothing 70 enter --fault /sbin/no_such_tool=exit:1 -- true
 check NoSuchBuild 70 "$appliance" --build "$work/none" -- true
-check FaultFromTheStart 3 enter --fault /sbin/get_hwsn=exit:3 -- get_hwsn
 check CloudFaultFromTheStart 0 enter --fault cloud:/v1.1/me=status:503,body:a=b -- bash -c '[ "$(fault)" = "cloud:/v1.1/me status:503,body:a=b" ]'
 check ArgumentsStayWhole 0 enter -- test 'a b$(c)' = 'a b$(c)'
 

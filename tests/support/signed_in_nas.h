@@ -16,10 +16,10 @@
 
 namespace harbex::test {
 
-// A setcfg that fails for one key, from its nth write on.
-inline std::string setcfg_without(const std::string& key, int nth = 1) {
-    return "[ \"$2\" = " + key + " ] && echo >>/tmp/writes && [ $(wc -l </tmp/writes) -ge " + std::to_string(nth) +
-           " ] && exit 1\nexec /sbin/setcfg.replaced \"$@\"";
+// A tool that fails from its nth run for a key on.
+inline std::string failing_for(const std::string& tool, const std::string& key, int nth = 1) {
+    return "[ \"$2\" = " + key + " ] && echo >>/tmp/runs && [ $(wc -l </tmp/runs) -ge " + std::to_string(nth) +
+           " ] && exit 1\nexec /sbin/" + tool + ".replaced \"$@\"";
 }
 
 // The value behind `key` in a settings file; "-" when there is none.
@@ -38,7 +38,7 @@ inline void replace_in(const char* file, const std::string& from, const std::str
     write_text(file, text.replace(found, from.size(), to));
 }
 
-inline std::string text_of(JsonValue& document) {
+inline std::string print_text(JsonValue& document) {
     char* text = nullptr;
     size_t length = 0;
     FILE* stream = open_memstream(&text, &length);
@@ -49,11 +49,23 @@ inline std::string text_of(JsonValue& document) {
     return found;
 }
 
+inline std::string last_error(TraceReader& log) {
+    const std::string errors = lines_of(log, "ERROR");
+    return errors.substr(errors.rfind('\n') + 1);
+}
+
+// What an operation makes of one fault.
+struct FaultRow {
+    const char* value;
+    std::string outcome;
+    std::string error;  // how the last ERROR line begins; "" for a run without one
+};
+
 // Each test begins signed in, with an organisation, its site, its SD-WAN token and the region "auto" chosen, and the
 // user's contact known; not joined.
 class SignedInNas : public testing::Test {
 protected:
-    static constexpr const char* kPersistentAgentFile = "/etc/config/harbex/cloudagent.cfg";
+    static constexpr const char* kAgentFile = "/etc/config/harbex/cloudagent.cfg";
     static constexpr const char* kAgentLink = "/opt/harbex/etc/cloudagent/cloudagent.cfg";
 
     static void SetUpTestSuite() {
@@ -74,33 +86,44 @@ protected:
     static void begin(const std::string& virtual_ip = "10.8.0.21") {
         write_text(kBidConf, bid_);
         write_text(kCorvaneConf, corvane_);
-        std::filesystem::remove(kPersistentAgentFile);
-        std::filesystem::remove(kAgentLink);
-        std::filesystem::remove("/tmp/writes");
-        const Finished set =
-            shell("cloudctl set '{\"virtual_ip\": \"" + virtual_ip + "\"}' && cloudctl requests --clear");
-        ASSERT_EQ(0, set.status) << set.err;
+        for (const char* file : {kAgentFile, kAgentLink, "/tmp/runs"})
+            std::filesystem::remove(file);
+        const std::string change = "cloudctl set '{\"virtual_ip\": \"" + virtual_ip + "\"}'";
+        ASSERT_EQ(0, shell(change + " && cloudctl requests --clear").status);
     }
 
-    // What the cloud saw since the last look, as "METHOD TARGET".
-    static std::vector<std::string> requests() {
-        std::vector<std::string> seen;
+    // Runs `run` from the beginning once a row, while `name` fails as the row says.
+    static void expect_faults(const std::string& name, std::string (*run)(), const std::vector<FaultRow>& rows) {
+        TraceReader log;
+        for (const FaultRow& row : rows) {
+            begin();
+            const Fault fault(name, row.value);
+            EXPECT_EQ(row.outcome, run()) << name << " " << row.value;
+            const std::string error = last_error(log);
+            EXPECT_EQ(row.error, row.error.empty() ? error : error.substr(0, row.error.size()))
+                << name << " " << row.value;
+        }
+    }
+
+    // What the cloud saw since the last look, as "METHOD TARGET" joined by line breaks.
+    static std::string requests() {
+        std::string seen;
         for (const JsonOwner& record : recorded_requests())
-            seen.push_back(at(record.get(), {"method"}) + " " + at(record.get(), {"target"}));
-        return seen;
+            seen += at(record.get(), {"method"}) + " " + at(record.get(), {"target"}) + "\n";
+        return seen.substr(0, seen.empty() ? 0 : seen.size() - 1);
     }
 
-    // A request's own header lines, in order, without what the transfer library adds.
-    static std::vector<std::string> header_lines(const json_t* record) {
-        std::vector<std::string> lines;
+    // A request with its own header lines, without those that the transfer library adds, and its body.
+    static std::string request_text(const json_t* record) {
+        std::string text = at(record, {"method"}) + " " + at(record, {"target"}) + "\n";
         size_t index = 0;
         json_t* line = nullptr;
         json_array_foreach(json_object_get(record, "headers"), index, line) {
-            const std::string text = json_string_value(line);
-            if (!text.starts_with("Host:") && !text.starts_with("Accept:") && !text.starts_with("Content-Length:"))
-                lines.push_back(text);
+            const std::string header = json_string_value(line);
+            if (!header.starts_with("Host:") && !header.starts_with("Accept:") && !header.starts_with("Content-Le"))
+                text += header + "\n";
         }
-        return lines;
+        return text + at(record, {"body"});
     }
 
     // What there is of an enrolment, in the order in which it is stored: address, serial number, region, agent
@@ -119,10 +142,5 @@ private:
     static inline std::string bid_;
     static inline std::string corvane_;
 };
-
-inline std::string last_error(TraceReader& log) {
-    const std::string errors = lines_of(log, "ERROR");
-    return errors.substr(errors.rfind('\n') + 1);
-}
 
 }  // namespace harbex::test

@@ -22,7 +22,7 @@ TEST_F(Harbexctl, MisuseEndsWith64AndRunsNothing) {
         EXPECT_EQ("", run.out) << words;
         EXPECT_NE("", run.err) << words;
     }
-    EXPECT_EQ(std::vector<std::string>{}, requests());
+    EXPECT_EQ("", requests());
     EXPECT_EQ("harbexctl: there is no command 'bogus' here\nharbexctl --help tells what can be done.\n",
               control("org bogus").err);
     const Finished help = control("org --help");

@@ -3,15 +3,11 @@
 #include <fcntl.h>
 #include <sched.h>
 
-#include <functional>
-
 #include "common/error_code.h"
 #include "support/signed_in_nas.h"
 
 namespace harbex::test {
 namespace {
-
-using Lines = std::vector<std::string>;
 
 class EdgeLogin : public SignedInNas {
 protected:
@@ -20,12 +16,7 @@ protected:
         const int code = corvane::corvane_api_edge(vellum_token(), response);
         return std::to_string(code) + " " + response;
     }
-    static Lines seen_bodies() {
-        Lines bodies;
-        for (const JsonOwner& record : recorded_requests())
-            bodies.push_back(at(record.get(), {"host"}) + " " + at(record.get(), {"body"}));
-        return bodies;
-    }
+    static std::string sent_body() { return at(recorded_requests().at(0).get(), {"body"}); }
 };
 
 // This thread sees a network without eth0 until the end of the scope.
@@ -55,7 +46,7 @@ TEST_F(EdgeLogin, DescribesThisNasByteForByte) {
     change("auto", "");
 
     EXPECT_EQ("0 {\"dev", log_in().substr(0, 7));
-    EXPECT_EQ(Lines{"corvane-api.harbex.example " + edge_body("auto")}, seen_bodies());
+    EXPECT_EQ(edge_body("auto"), sent_body());
 
     replace_in(kBidConf, "REGION = GLB", "REGION = glb");
     replace_in(kBidConf, "DISPLAY_NAME = Ada Field\n", "");
@@ -63,70 +54,62 @@ TEST_F(EdgeLogin, DescribesThisNasByteForByte) {
     write_text("/etc/hostname", "har\"bex\nsecond\n");
     std::filesystem::rename("/etc/config/TZ", "/etc/config/TZ.away");
     EXPECT_EQ("70 {\"code\":40000", log_in().substr(0, 16)) << "what is no JSON is sent as it is";
-    EXPECT_EQ(Lines{"corvane-api.harbex.example " + odd}, seen_bodies());
+    EXPECT_EQ(odd, sent_body());
     std::filesystem::rename("/etc/config/TZ.away", "/etc/config/TZ");
     write_text("/etc/hostname", "harbex-nas\n");
 }
 
 TEST_F(EdgeLogin, MissingFactsStopItBeforeItsRequest) {
-    const auto getcfg_without = [](const char* key) {
-        return [key] {
-            const ReplacedTool tool(
-                "/sbin/getcfg", std::string("[ \"$2\" = ") + key + " ] && exit 1\nexec /sbin/getcfg.replaced \"$@\"");
-            return log_in();
-        };
-    };
-    const auto settings_without = [](const std::string& line) {
-        return [line] {
-            replace_in(kCorvaneConf, line, "");
-            return log_in();
-        };
-    };
+    // A file, a setting's line, a settings key that getcfg fails for, or something else that is away meanwhile.
     const auto without_file = [](const std::string& file) {
-        return [file] {
-            std::filesystem::rename(file, file + ".away");
-            std::string outcome = log_in();
-            std::filesystem::rename(file + ".away", file);
-            return outcome;
-        };
+        std::filesystem::rename(file, file + ".away");
+        std::string outcome = log_in();
+        std::filesystem::rename(file + ".away", file);
+        return outcome;
+    };
+    const auto without_line = [](const std::string& line) {
+        replace_in(kCorvaneConf, line, "NONE");
+        return log_in();
+    };
+    const auto without_key = [](const std::string& key) {
+        const ReplacedTool tool("/sbin/getcfg", failing_for("getcfg", key));
+        return log_in();
+    };
+    const auto without_serial = [](const std::string& tool) {
+        const Fault fault(tool, "exit:3");
+        return log_in();
+    };
+    const auto without_network = [](const std::string&) {
+        const NoNetwork network;
+        return log_in();
+    };
+    const auto without_account = [](const std::string& path) {
+        replace_in(kBidConf, "EMAILS", "NONE");
+        const Fault fault(path, "status:500");
+        return log_in();
     };
     const struct {
         const char* message;
-        std::function<std::string()> run;
-        size_t requests;
+        std::string (*run)(const std::string&);
+        const char* what;
+        const char* requests;
     } cases[] = {
-        {"Failed to get contact email",
-         [] {
-             replace_in(kBidConf, "EMAILS = ada.field@harbex.example\n", "");
-             const Fault fault("cloud:/v1.1/me", "status:500");
-             return log_in();
-         },
-         1},
-        {"Failed to get contact", getcfg_without("DISPLAY_NAME"), 0},
-        {"Failed to get device name", without_file("/etc/hostname"), 0},
-        {"Failed to get nas model name", without_file("/etc/platform.conf"), 0},
-        {"Failed to get gateway mac",
-         [] {
-             const NoNetwork network;
-             return log_in();
-         },
-         0},
-        {"Failed to get hwsn",
-         [] {
-             const Fault fault("/sbin/get_hwsn", "exit:3");
-             return log_in();
-         },
-         0},
-        {"Failed to get brindle org id", settings_without("CORVANE_ORG_ID = org-7f3a1c\n"), 0},
-        {"Failed to get brindle site id", settings_without("CORVANE_SITE_ID = site-29b0e4\n"), 0},
-        {"Failed to get corvane region id", getcfg_without("CORVANE_REGION_ID"), 0},
+        {"Failed to get contact email", without_account, "cloud:/v1.1/me", "GET /v1.1/me"},
+        {"Failed to get contact", without_key, "DISPLAY_NAME", ""},
+        {"Failed to get device name", without_file, "/etc/hostname", ""},
+        {"Failed to get nas model name", without_file, "/etc/platform.conf", ""},
+        {"Failed to get gateway mac", without_network, "", ""},
+        {"Failed to get hwsn", without_serial, "/sbin/get_hwsn", ""},
+        {"Failed to get brindle org id", without_line, "CORVANE_ORG_ID", ""},
+        {"Failed to get brindle site id", without_line, "CORVANE_SITE_ID", ""},
+        {"Failed to get corvane region id", without_key, "CORVANE_REGION_ID", ""},
     };
     TraceReader log;
     for (const auto& c : cases) {
         begin();
-        EXPECT_EQ("60 ", c.run()) << c.message;
+        EXPECT_EQ("60 ", c.run(c.what)) << c.message;
         EXPECT_EQ(c.message, last_error(log));
-        EXPECT_EQ(c.requests, seen_bodies().size()) << c.message;
+        EXPECT_EQ(c.requests, requests()) << c.message;
     }
 }
 

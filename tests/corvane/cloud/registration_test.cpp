@@ -1,20 +1,28 @@
 #include "corvane/cloud/registration.h"
 
-#include "common/error_code.h"
+#include <algorithm>
+
 #include "support/signed_in_nas.h"
 
 namespace harbex::test {
 namespace {
 
-using Lines = std::vector<std::string>;
+const std::string kEdge = "cloud:/cvnms/bthings/api/v1/edge";
+const std::string kTopology = "cloud:/corvane/bthings/api/v1/vpn_topology";
+const std::string kConfiguration = "cloud:/cvnms/bthings/api/v1/devices/*/cloudagent_cfg";
 
 class Registration : public SignedInNas {
 protected:
-    // Joins; code and result document as one text.
     static std::string join() {
         JsonValue result;
         const int code = corvane::device_register(result);
-        return std::to_string(code) + " " + text_of(result);
+        return std::to_string(code) + " " + print_text(result);
+    }
+    // Code, whether there is a result document, and what is stored.
+    static std::string join_and_look() {
+        const std::string joined = join();
+        const size_t end = joined.find(' ');
+        return joined.substr(0, end) + (joined.substr(end) == " null" ? ": " : ", result: ") + enrolment();
     }
 };
 
@@ -22,241 +30,200 @@ TEST_F(Registration, GoesItsWayInOrder) {
     begin("192.168.1.77");  // clashes with the LAN: the cloud is asked for another
     TraceReader log;
     const std::string joined = join();
-    const std::vector<JsonOwner> records = recorded_requests();
-    ASSERT_EQ(5U, records.size());
-    const std::string token = at(parse(joined.substr(2)).get(), {"corvaneToken"});
-    const std::string id = at(parse(joined.substr(2)).get(), {"deviceId"});
+    const JsonOwner document = parse(joined.substr(2));
+    const std::string token = at(document.get(), {"corvaneToken"});
+    const std::string id = at(document.get(), {"deviceId"});
     EXPECT_EQ("0 {\"corvaneToken\":\"" + token + "\",\"deviceId\":\"" + id + "\"}", joined);
-    const std::string accept = "accept: application/json";
-    const std::string devices = "GET /cvnms/bthings/api/v1/devices/" + id;
-    const struct {
-        std::string request;
-        Lines headers;
-        std::string body;
-    } cases[] = {
-        {"POST /cvnms/bthings/api/v1/edge", {"vellumToken: " + vellum_token(), kJsonType}, edge_body("auto")},
-        {"POST /corvane/bthings/api/v1/ip_subnet_check",
-         {accept, "Authorization: Buser " + corvane_token(), kJsonType},
-         R"({"data":[{"ip":"192.168.1.77","submask":"32","type":"virtualIP","excludedSubnets":["192.168.1.0/24"]}]})"},
-        {"GET /corvane/bthings/api/v1/vpn_topology", {accept, "Authorization: Buser " + token}, ""},
-        {devices, {accept, "Authorization: " + token}, ""},
-        {devices + "/cloudagent_cfg?format=json", {accept, "Authorization: " + token}, ""},
-    };
-    for (size_t index = 0; index < records.size(); ++index) {
-        const json_t* record = records[index].get();
-        EXPECT_EQ(cases[index].request, at(record, {"method"}) + " " + at(record, {"target"}));
-        EXPECT_EQ(cases[index].headers, header_lines(record)) << cases[index].request;
-        EXPECT_EQ(cases[index].body, at(record, {"body"})) << cases[index].request;
-    }
     EXPECT_EQ("10.8.0.5 serial grp-east agent already_join_corvane", enrolment());
-    EXPECT_EQ(id, shell("sed -n 's/^DEV_ID=\"\\(.*\\)\"$/\\1/p' " + std::string(kAgentLink) + " | tr -d '\\n'").out);
+    EXPECT_EQ(0, shell("grep -qx 'DEV_ID=\"" + id + "\"' " + kAgentLink).status);
 
-    Lines steps;
-    for (const std::string& line : log.lines()) {
-        const std::string text = line.substr(line.find(' ') + 1);
-        if (text.starts_with("call ") || text.starts_with("parse ") || text.starts_with("corvane api ") ||
-            text.starts_with("write ") || text.starts_with("Successfully set"))
-            steps.push_back(line.substr(0, line.find(": {")));
+    const std::string type = "Content-Type: application/json\n";
+    const std::string accept = "accept: application/json\nAuthorization: ";
+    const std::string devices = "GET /cvnms/bthings/api/v1/devices/" + id;
+    const std::string expected[] = {
+        "POST /cvnms/bthings/api/v1/edge\nvellumToken: " + vellum_token() + "\n" + type + edge_body("auto"),
+        "POST /corvane/bthings/api/v1/ip_subnet_check\n" + accept + "Buser " + corvane_token() + "\n" + type +
+            R"({"data":[{"ip":"192.168.1.77","submask":"32","type":"virtualIP","excludedSubnets":["192.168.1.0/24"]}]})",
+        "GET /corvane/bthings/api/v1/vpn_topology\n" + accept + "Buser " + token + "\n",
+        devices + "\n" + accept + token + "\n",
+        devices + "/cloudagent_cfg?format=json\n" + accept + token + "\n",
+    };
+    const std::vector<JsonOwner> records = recorded_requests();
+    ASSERT_EQ(std::size(expected), records.size());
+    for (size_t index = 0; index < records.size(); ++index)
+        EXPECT_EQ(expected[index], request_text(records[index].get()));
+
+    const std::string lines = lines_of(log, "INFO");
+    size_t position = 0;
+    for (const char* step :
+         {"call corvane api edge\n", "parse corvane api edge response\n", "[parse_api_edge] start\n",
+          "[parse_api_edge] Checking virtual IP subnet conflicts\n", "corvane_api_ip_subnet_check start\n",
+          "[parse_api_edge] Device ID: ", "corvane api vpn_groups\n",
+          "reply_vpn_groups: ", "[resolve_auto_region] Hub found in group grp-east, resolving to hub\n",
+          "corvane api devices (register device on corvane)\n", "parse corvane api devices response\n",
+          "write corvane api devices response to cloudagent.cfg\n",
+          "Successfully set bid_token_status to 'already_join_corvane'"}) {
+        const size_t found = lines.find(step, position);
+        EXPECT_NE(std::string::npos, found) << step;
+        if (found != std::string::npos) position = found;
     }
-    EXPECT_EQ(
-        (Lines{"INFO call corvane api edge", "INFO parse corvane api edge response",
-               "INFO corvane api ip_subnet_check response", "INFO corvane api vpn_groups",
-               "INFO corvane api devices (register device on corvane)", "INFO parse corvane api devices response",
-               "INFO write corvane api devices response to cloudagent.cfg",
-               "INFO Successfully set bid_token_status to 'already_join_corvane'"}),
-        steps);
 }
 
 // What a registration leaves when its nth request to the cloud fails in each way a transfer can.
 TEST_F(Registration, EveryTransferMayFail) {
     const struct {
         int number;
-        int code;
+        const char* outcome;
         const char* error;
-        const char* left;
     } cases[] = {
-        {1, ERR_CORVANEAPI_EDGE, "Failed to call corvane api edge: ", "- - auto - -"},
-        {2, ERR_CORVANEAPI_VPN_GROUPS, "Failed to call corvane_api_vpn_groups", "10.8.0.21 serial auto - -"},
-        {3, ERR_CORVANEAPI_DEVICES, "Failed to call corvane api devices", "10.8.0.21 serial grp-east - -"},
-        {4, ERR_CORVANEAPI_DEVICES, "Failed to parse corvane api devices response", "10.8.0.21 serial grp-east - -"},
+        {1, "70: - - auto - -", "Failed to call corvane api edge: "},
+        {2, "76: 10.8.0.21 serial auto - -", "Failed to call corvane_api_vpn_groups"},
+        {3, "71: 10.8.0.21 serial grp-east - -", "Failed to call corvane api devices"},
+        {4, "71: 10.8.0.21 serial grp-east - -", "Failed to parse corvane api devices response"},
     };
-    TraceReader log;
     for (const auto& c : cases) {
-        std::vector<std::string> kinds = {"reset",      "close",      "certificate:expired",
-                                          "status:302", "status:404", "status:503,body:{\"cloudagentCfg\":\"\"}"};
-        if (c.number == 4) kinds.push_back("delay:12");
-        for (const std::string& kind : kinds) {
-            const std::string what = "request " + std::to_string(c.number) + ": " + kind;
-            begin();
-            const Fault fault("cloud:#" + std::to_string(c.number), kind);
-            EXPECT_EQ(std::to_string(c.code) + " null", join()) << what;
-            const std::string error = last_error(log);
-            EXPECT_EQ(c.error, error.substr(0, strlen(c.error))) << what;
-            EXPECT_EQ(c.left, enrolment()) << what;
-            EXPECT_LE(requests().size(), static_cast<size_t>(c.number)) << what;
-        }
+        std::vector<FaultRow> rows;
+        for (const char* kind :
+             {"reset", "close", "certificate:expired", "status:302", "status:404", "status:503,body:{}"})
+            rows.push_back({kind, c.outcome, c.error});
+        if (c.number == 4) rows.push_back({"delay:12", c.outcome, c.error});
+        expect_faults("cloud:#" + std::to_string(c.number), join_and_look, rows);
+        const std::string seen = requests();
+        EXPECT_GT(c.number, std::count(seen.begin(), seen.end(), '\n')) << "nothing is asked behind a failure";
     }
-    begin();
-    const Fault fault("cloud:/cvnms/bthings/api/v1/edge", "refuse");
-    EXPECT_EQ("70 null", join());
-    EXPECT_EQ("- - auto - -", enrolment());
+    expect_faults(kEdge, join_and_look, {{"refuse", "70: - - auto - -", "Failed to call corvane api edge: "}});
 }
 
 TEST_F(Registration, EveryAnswerMayBeWrong) {
-    const std::string edge = "cloud:/cvnms/bthings/api/v1/edge";
-    const std::string topology = "cloud:/corvane/bthings/api/v1/vpn_topology";
-    const std::string configuration = "cloud:/cvnms/bthings/api/v1/devices/*/cloudagent_cfg";
-    const std::string not_parsed = "Failed to parse corvane api edge response";
-    const std::string not_written = "Failed to write corvane api devices response to cloudagent.cfg";
-    const char* const joined = "10.8.0.21 serial auto agent already_join_corvane";
-    const struct {
-        const char* name;
-        std::string fault;
-        std::string body;
-        int code;
-        std::string error;
-        const char* left;
-    } cases[] = {
-        {"no log-in answer", edge, "", 70, not_parsed, "- - auto - -"},
-        {"no JSON", edge, "<html>", 70, not_parsed, "- - auto - -"},
-        {"serial number as text", edge,
-         R"({"deviceId":"d","corvaneToken":"t","serialNumber":"1","virtualIP":"10.8.0.9"})", 70, not_parsed,
-         "10.8.0.9 - auto - -"},
-        {"a token of two lines", edge,
-         R"({"deviceId":"d","corvaneToken":"t\r\nX: y","serialNumber":1,"virtualIP":"10.8.0.9"})", 76,
-         "Failed to call corvane_api_vpn_groups", "10.8.0.9 serial auto - -"},
-        {"no topology", topology, "{", 0, "[resolve_auto_region] Failed to parse JSON: ", joined},
-        {"another topology", topology, R"({"data":{"vpnGroups":{}}})", 0,
-         "[resolve_auto_region] vpnGroups not found or not array", joined},
-        {"no device record", "cloud:/cvnms/bthings/api/v1/devices/dev-????", "nothing", 0, "",
-         "10.8.0.21 serial grp-east agent already_join_corvane"},
-        {"no configuration", configuration, "", 71, not_written, "10.8.0.21 serial grp-east - -"},
-        {"configuration no text", configuration, R"({"cloudagentCfg":["DEV_ID"]})", 71, not_written,
-         "10.8.0.21 serial grp-east - -"},
-        {"no device token", configuration, R"({"cloudagentCfg":"DEV_ID=\"d\"\n"})", 68,
-         "Failed to get corvane device token", "10.8.0.21 serial grp-east agent -"},
-        {"no judgement on the address", "NetworkService.api.check_network_intersect", "{", 0, "",
-         "10.8.0.21 serial grp-east agent already_join_corvane"},
-        {"no account token", "harbex_network_service.Get_cloudtoken", R"({"error":1010,"data":""})", 63,
-         "Failed to obtain vellumToken", "- - auto - -"},
-    };
-    EXPECT_TRUE(join().starts_with("0 ")) << "the cloud knows the device from here on";
-    TraceReader log;
-    for (const auto& c : cases) {
-        begin();
-        const Fault fault(c.fault, "body:" + c.body);
-        const std::string outcome = join();
-        EXPECT_EQ(std::to_string(c.code) + (c.code == 0 ? " {" : " n"), outcome.substr(0, outcome.find(' ') + 2))
-            << c.name;
-        EXPECT_EQ(c.error, last_error(log).substr(0, c.error.size())) << c.name;
-        EXPECT_EQ(c.left, enrolment()) << c.name;
-    }
+    const std::string no_log_in = "Failed to parse corvane api edge response";
+    const std::string no_file = "Failed to write corvane api devices response to cloudagent.cfg";
+    const std::string no_topology = "[resolve_auto_region] ";
+    const std::string nothing = "70: - - auto - -";
+    const std::string without_agent = "71: 10.8.0.21 serial grp-east - -";
+    const std::string without_region = "0, result: 10.8.0.21 serial auto agent already_join_corvane";
+    const std::string whole = "0, result: 10.8.0.21 serial grp-east agent already_join_corvane";
+    EXPECT_EQ(whole, join_and_look()) << "the cloud knows the device from here on";
+    expect_faults(kEdge, join_and_look,
+                  {
+                      {"body:", nothing, no_log_in},
+                      {"body:<html>", nothing, no_log_in},
+                      {R"(body:{"deviceId":"d","corvaneToken":"t","serialNumber":"1","virtualIP":"10.8.0.9"})",
+                       "70: 10.8.0.9 - auto - -", no_log_in},
+                      {R"(body:{"deviceId":"d","corvaneToken":"t\r\nX: y","serialNumber":1,"virtualIP":"10.8.0.9"})",
+                       "76: 10.8.0.9 serial auto - -", "Failed to call corvane_api_vpn_groups"},
+                  });
+    expect_faults(kTopology, join_and_look,
+                  {
+                      {"body:{", without_region, no_topology + "Failed to parse JSON: "},
+                      {R"(body:{"data":[]})", without_region, no_topology + "vpnGroups not found or not array"},
+                  });
+    expect_faults("cloud:/cvnms/bthings/api/v1/devices/dev-????", join_and_look, {{"body:dropped", whole, ""}});
+    expect_faults(kConfiguration, join_and_look,
+                  {
+                      {"body:", without_agent, no_file},
+                      {R"(body:{"cloudagentCfg":["DEV_ID"]})", without_agent, no_file},
+                      {R"(body:{"cloudagentCfg":"DEV_ID=\"d\"\n"})", "68: 10.8.0.21 serial grp-east agent -",
+                       "Failed to get corvane device token"},
+                  });
+    expect_faults("NetworkService.api.check_network_intersect", join_and_look,
+                  {{"body:{", whole, "is_network_intersect: "}});
+    expect_faults("harbex_network_service.Get_cloudtoken", join_and_look,
+                  {{R"(body:{"error":1010})", "63: - - auto - -", "Failed to obtain vellumToken"}});
 }
 
 TEST_F(Registration, EveryStoreMayFail) {
+    const std::string no_log_in = "\nFailed to parse corvane api edge response";
     const struct {
         const char* key;
         int write;
-        int code;
+        const char* outcome;
         std::string errors;
-        const char* left;
     } cases[] = {
-        {"virtual_ip", 1, 70, "[parse_api_edge] Failed to set virtual ip\nFailed to parse corvane api edge response",
-         "- - auto - -"},
-        {"corvane_serial_num", 1, 70, "Failed to set serial number\nFailed to parse corvane api edge response",
-         "10.8.0.21 - auto - -"},
-        {"corvane_serial_num", 2, 34, "Failed to set serial number", "10.8.0.21 serial auto - -"},
-        {"CORVANE_REGION_ID", 1, 0, "[resolve_auto_region] Failed to set region id",
-         "10.8.0.21 serial auto agent already_join_corvane"},
-        {"bid_token_status", 1, 60, "Failed to set bid_token_status to 'already_join_corvane'",
-         "10.8.0.21 serial grp-east agent -"},
+        {"virtual_ip", 1, "70: - - auto - -", "[parse_api_edge] Failed to set virtual ip" + no_log_in},
+        {"corvane_serial_num", 1, "70: 10.8.0.21 - auto - -", "Failed to set serial number" + no_log_in},
+        {"corvane_serial_num", 2, "34: 10.8.0.21 serial auto - -", "Failed to set serial number"},
+        {"CORVANE_REGION_ID", 1, "0, result: 10.8.0.21 serial auto agent already_join_corvane",
+         "[resolve_auto_region] Failed to set region id"},
+        {"bid_token_status", 1, "60, result: 10.8.0.21 serial grp-east agent -",
+         "Failed to set bid_token_status to 'already_join_corvane'"},
     };
     TraceReader log;
     for (const auto& c : cases) {
         begin();
-        const ReplacedTool tool("/sbin/setcfg", setcfg_without(c.key, c.write));
-        const std::string outcome = join();
-        const bool has_result = outcome.find("\"deviceId\":\"dev-") != std::string::npos;
-        EXPECT_EQ(std::to_string(c.code), outcome.substr(0, outcome.find(' '))) << c.key;
-        EXPECT_EQ(c.code == 0 || c.code == 60, has_result) << c.key << outcome;
+        const ReplacedTool tool("/sbin/setcfg", failing_for("setcfg", c.key, c.write));
+        EXPECT_EQ(c.outcome, join_and_look()) << c.key;
         EXPECT_EQ(c.errors, lines_of(log, "ERROR")) << c.key;
-        EXPECT_EQ(c.left, enrolment()) << c.key;
     }
 }
 
+std::string parse_reply(const std::string& reply) {
+    std::string id = "-";
+    std::string token = "-";
+    std::string serial = "-";
+    const int code = corvane::parse_api_edge(reply, id, token, serial);
+    EXPECT_EQ(serial, stored(kCorvaneConf, "corvane_serial_num")) << reply;
+    id.append(" ").append(token).append(" ").append(serial);
+    return std::to_string(code) + " " + id + " " + stored(kCorvaneConf, "virtual_ip");
+}
+
 TEST_F(Registration, ReadsTheLogInsAnswer) {
-    const std::string missing = "[parse_api_edge] deviceId or corvaneToken is not a string";
-    const std::string no_address = "[parse_api_edge] virtual_ip_json is not a string";
+    const char* const missing = "[parse_api_edge] deviceId or corvaneToken is not a string";
+    const char* const no_address = "[parse_api_edge] virtual_ip_json is not a string";
+    const std::string rest = R"(,"virtualIP":"10.8.0.9"})";
     const struct {
-        const char* reply;
-        std::string outcome;
-        std::string errors;
+        std::string reply;
+        const char* outcome;
+        const char* errors;
     } cases[] = {
-        {R"({"deviceId":"d","corvaneToken":"t","serialNumber":-9223372036854775808,"virtualIP":"10.8.0.9"})",
+        {R"({"deviceId":"d","corvaneToken":"t","serialNumber":-9223372036854775808)" + rest,
          "0 d t -9223372036854775808 10.8.0.9", ""},
-        {R"({"deviceId":"","corvaneToken":"","serialNumber":0,"virtualIP":"10.8.0.9"})", "0   0 10.8.0.9", ""},
-        {R"({"deviceId":"d","corvaneToken":"t","serialNumber":1.0,"virtualIP":"10.8.0.9"})", "49 - - - 10.8.0.9",
-         missing},
-        {R"({"corvaneToken":"t","serialNumber":1,"virtualIP":"10.8.0.9"})", "49 - - - 10.8.0.9", missing},
-        {R"({"deviceId":"d","corvaneToken":null,"serialNumber":1,"virtualIP":"10.8.0.9"})", "49 - - - 10.8.0.9",
-         missing},
+        {R"({"deviceId":"","corvaneToken":"","serialNumber":0)" + rest, "0   0 10.8.0.9", ""},
+        {R"({"deviceId":"d","corvaneToken":"t","serialNumber":1.0)" + rest, "49 - - - 10.8.0.9", missing},
+        {R"({"corvaneToken":"t","serialNumber":1)" + rest, "49 - - - 10.8.0.9", missing},
+        {R"({"deviceId":"d","corvaneToken":null,"serialNumber":1)" + rest, "49 - - - 10.8.0.9", missing},
         {R"({"deviceId":"d","corvaneToken":"t","serialNumber":1})", "49 - - - -", no_address},
-        {R"({"data":{"deviceId":"d","corvaneToken":"t","serialNumber":1,"virtualIP":"10.8.0.9"}})", "49 - - - -",
-         no_address},
-        {R"([])", "49 - - - -", "Failed to parse JSON response"},
+        {R"({"data":{"deviceId":"d","corvaneToken":"t","serialNumber":1)" + rest + "}", "49 - - - -", no_address},
+        {"[]", "49 - - - -", "Failed to parse JSON response"},
         {"", "49 - - - -", "Failed to parse JSON response"},
     };
     TraceReader log;
     for (const auto& c : cases) {
         begin();
-        std::string id = "-";
-        std::string token = "-";
-        std::string serial = "-";
-        const int code = corvane::parse_api_edge(c.reply, id, token, serial);
-        EXPECT_EQ(c.outcome, std::to_string(code) + " " + id + " " + token + " " + serial + " " +
-                                 stored(kCorvaneConf, "virtual_ip"))
-            << c.reply;
-        EXPECT_EQ(serial, stored(kCorvaneConf, "corvane_serial_num")) << c.reply;
+        EXPECT_EQ(c.outcome, parse_reply(c.reply)) << c.reply;
         EXPECT_EQ(c.errors, lines_of(log, "ERROR")) << c.reply;
     }
-    begin("192.168.1.10");
+    begin();
     const Fault fault("cloud:/corvane/bthings/api/v1/ip_subnet_check", "reset");
-    std::string unused;
-    EXPECT_EQ(0, corvane::parse_api_edge(
-                     R"({"deviceId":"d","corvaneToken":"t","serialNumber":1,"virtualIP":"192.168.1.10"})", unused,
-                     unused, unused));
+    EXPECT_EQ("0 d t 1 192.168.1.10",
+              parse_reply(R"({"deviceId":"d","corvaneToken":"t","serialNumber":1,"virtualIP":"192.168.1.10"})"));
     EXPECT_TRUE(last_error(log).starts_with("[parse_api_edge] Failed to check IP subnet: "));
-    EXPECT_EQ("192.168.1.10", stored(kCorvaneConf, "virtual_ip"));
 }
 
 TEST_F(Registration, ResolvesTheAutomaticRegion) {
     const struct {
         const char* region;
-        const char* topology;
+        const char* groups;
         int code;
         const char* left;
     } cases[] = {
         {"auto",
-         R"({"data":{"vpnGroups":[{"groupId":"a","hubs":[]},{"groupId":"b"},{"groupId":"c","hubs":[0]},{"groupId":"d","hubs":[1]}]}})",
-         0, "c"},
-        {"auto", R"({"data":{"vpnGroups":[7,{"groupId":"a","hubs":{"x":1}}]}})", 0, "supn"},
-        {"auto", R"({"data":{"vpnGroups":[{"groupId":5,"hubs":[1]},{"groupId":"b","hubs":[1]}]}})", 0, "supn"},
-        {"auto", R"({"data":{"vpnGroups":[]}})", 0, "supn"},
-        {"auto", R"({"data":{}})", 49, "auto"},
-        {"auto", R"({"vpnGroups":[]})", 49, "auto"},
-        {"auto", "[]", 49, "auto"},
+         R"([{"groupId":"a","hubs":[]},{"groupId":"b"},{"groupId":"c","hubs":[0]},{"groupId":"d","hubs":[1]}])", 0,
+         "c"},
+        {"auto", R"([7,{"groupId":"a","hubs":{"x":1}}])", 0, "supn"},
+        {"auto", R"([{"groupId":5,"hubs":[1]},{"groupId":"b","hubs":[1]}])", 0, "supn"},
+        {"auto", "[]", 0, "supn"},
+        {"auto", "{}", 49, "auto"},
         {"auto", "", 49, "auto"},
         {"Auto", "", 0, "Auto"},
         {"grp-north", "", 0, "grp-north"},
-        {"", "", 0, "-"},
     };
     TraceReader log;
     for (const auto& c : cases) {
-        const std::string id = *c.region == '\0' ? "" : std::string("CORVANE_REGION_ID = ") + c.region + "\n";
-        write_text(kCorvaneConf, "[Join Corvane]\n" + id);
-        EXPECT_EQ(c.code, corvane::resolve_auto_region(c.topology)) << c.region << c.topology;
-        EXPECT_EQ(c.left, stored(kCorvaneConf, "CORVANE_REGION_ID")) << c.region << c.topology;
-        EXPECT_EQ(c.code == 0 ? 0U : 1U, 1 - lines_of(log, "ERROR").empty()) << c.region << c.topology;
+        write_text(kCorvaneConf, std::string("[Join Corvane]\nCORVANE_REGION_ID = ") + c.region + "\n");
+        EXPECT_EQ(c.code, corvane::resolve_auto_region(std::string(R"({"data":{"vpnGroups":)") + c.groups + "}}"))
+            << c.region << c.groups;
+        EXPECT_EQ(c.left, stored(kCorvaneConf, "CORVANE_REGION_ID")) << c.region << c.groups;
+        EXPECT_EQ(c.code == 0, lines_of(log, "ERROR").empty()) << c.region << c.groups;
     }
     const ReplacedTool tool("/sbin/getcfg", "exit 1");
     EXPECT_EQ(0, corvane::resolve_auto_region("")) << "an unreadable region is none to resolve";

@@ -11,7 +11,7 @@ protected:
         JsonValue document;
         document["stale"] = 1;
         EXPECT_EQ(0, corvane::get_corvane_status(document));
-        return text_of(document);
+        return print_text(document);
     }
 };
 

