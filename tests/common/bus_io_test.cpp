@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <type_traits>
-#include <utility>
 #include <vector>
 
 #include "common/error_code.h"
@@ -14,23 +12,10 @@
 namespace harbex::corvane {
 namespace {
 
-static_assert(!std::is_copy_constructible_v<bs_auto_io> && !std::is_copy_assignable_v<bs_auto_io>);
-static_assert(std::is_convertible_v<bs_auto_io, bs_io*> && !std::is_convertible_v<bs_io*, bs_auto_io>);
-
 std::string content(bs_io* io) {
     size_t size = 0;
     const char* bytes = bs_io_read(io, &size);
     return bytes == nullptr ? "" : std::string(bytes, size);
-}
-
-TEST(BusStream, IsOwnedOnce) {
-    bs_auto_io io;
-    ASSERT_NE(nullptr, io.get());
-    EXPECT_EQ(3, bs_io_printf(io, "%s", "abc"));
-    const bs_auto_io taken(std::move(io));
-    EXPECT_EQ("abc", content(taken));
-    const bs_auto_io adopted(bs_io_create()), none(nullptr);
-    EXPECT_EQ("", content(adopted));
 }
 
 TEST(DumpCallbacks, SerialiseWholeRequests) {
@@ -57,13 +42,9 @@ TEST(ResponseChecker, JudgesTheErrorMember) {
         std::vector<std::string> logged;
     } cases[] = {
         {"success", R"({"error":0,"data":{}})", NO_ERROR, {}},
-        {"success without data", R"({"error":0})", NO_ERROR, {}},
         {"no integer counts as 0", R"({"error":"5"})", NO_ERROR, {}},
-        {"a real counts as 0", R"({"error":5.0})", NO_ERROR, {}},
-        {"null counts as 0", R"({"error":null})", NO_ERROR, {}},
         {"no reply", "", ERR_BS_IO_FAILED, {"ERROR Failed to check bsh response because root is NULL"}},
         {"no error", R"({"data":[]})", ERR_WRONG_JSON_FORMAT, {"ERROR Failed to get error"}},
-        {"no object", R"([{"error":0}])", ERR_WRONG_JSON_FORMAT, {"ERROR Failed to get error"}},
         {"rejected",
          R"({"error":5,"error_message":"x"})",
          ERR_WRONG_JSON_FORMAT,
@@ -77,10 +58,6 @@ TEST(ResponseChecker, JudgesTheErrorMember) {
          ERR_WRONG_JSON_FORMAT,
          {"ERROR bsh response error -4294967296, msg = "}},
         {"no message", R"({"error":5})", ERR_WRONG_JSON_FORMAT, {"ERROR bsh response error 5, msg = "}},
-        {"message is no text",
-         R"({"error":5,"error_message":{}})",
-         ERR_WRONG_JSON_FORMAT,
-         {"ERROR bsh response error 5, msg = "}},
     };
     test::TraceReader trace;
     for (const auto& c : cases) {

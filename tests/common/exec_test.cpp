@@ -16,7 +16,6 @@
 
 #include "common/error_code.h"
 #include "support/files.h"
-#include "support/trace_reader.h"
 
 namespace fs = std::filesystem;
 
@@ -87,26 +86,6 @@ protected:
     fs::path directory_;
 };
 
-TEST_F(Exec, DoExecAppendsWhatTheShellPrints) {
-    const std::string long_line(2000, 'x');
-    const struct {
-        std::string command, printed;
-    } cases[] = {
-        {"printf " + long_line, long_line},
-        {"printf '" + long_line + "\\n2\\n'; exit 9", long_line + "\n2\n"},
-        {"echo $((1 + 2)) | tr 3 4", "4\n"},
-        {"true", ""},
-        {"kill -9 $$", ""},
-        {"exec /no/such/program 2>&-", ""},
-        {"printf 'a\\0b\\nc'", "ac"},
-    };
-    for (const auto& c : cases) {
-        std::string output = "before ";
-        EXPECT_EQ(do_exec(c.command.c_str(), output), 0) << c.command;
-        EXPECT_EQ(output, "before " + c.printed) << c.command;
-    }
-}
-
 TEST_F(Exec, DoExecSafe) {
     const std::string text = "a 'b' \"c\" $(id) `id` ; | > *";
     const struct {
@@ -116,17 +95,12 @@ TEST_F(Exec, DoExecSafe) {
         std::string output;
     } cases[] = {
         {"no shell looks at the arguments", {"/usr/bin/printf", "%s", text}, 0, text},
-        {"empty arguments", {"/usr/bin/printf", "<%s>", "", "", "x"}, 0, "<><><x>"},
         {"lines are kept", {"/usr/bin/printf", "a\\n\\nb\\n"}, 0, "a\n\nb\n"},
-        {"cut at a NUL", {"/usr/bin/printf", "ab\\0cd"}, 0, "ab"},
         {"standard error is discarded", {"/bin/sh", "-c", "echo e >&2; echo o"}, 0, "o\n"},
-        {"nothing printed", {"/bin/true"}, 0, ""},
-        {"a megabyte", {"/usr/bin/head", "-c", "1000000", "/dev/zero"}, 0, ""},
         {"a line of a megabyte", {"/usr/bin/printf", "%01000000d", "0"}, 0, std::string(1000000, '0')},
         {"exit status, no output", {"/bin/sh", "-c", "echo o; exit 7"}, 7, ""},
         {"ended by a signal", {"/bin/sh", "-c", "echo o; kill -9 $$"}, 128 + SIGKILL, ""},
         {"no such program", {"/no/such/program"}, 127, ""},
-        {"not searched for", {"true"}, 127, ""},
         {"nothing to run", {}, -1, ""},
     };
     for (const auto& c : cases) {
@@ -207,19 +181,8 @@ TEST_F(Exec, BackgroundTakesTheFirstEndedChildForItsOwn) {
 }
 
 TEST_F(Exec, ForegroundWaitsAndPausesAfterSuccess) {
-    const struct {
-        const char* script;
-        int result;
-    } cases[] = {
-        {"exit 3", ERR_BACKGROUND_PROCESS},
-        {"kill -9 $$", ERR_BACKGROUND_PROCESS},
-        {"exec /no/such/program", ERR_BACKGROUND_PROCESS},
-    };
-    for (const auto& c : cases) {
-        Arguments program = shell(c.script);
-        EXPECT_EQ(foreground(program.get()), c.result) << c.script;
-    }
-    Arguments missing{"/no/such/program"};
+    Arguments failing = shell("exit 3"), missing{"/no/such/program"};
+    EXPECT_EQ(foreground(failing.get()), ERR_BACKGROUND_PROCESS);
     EXPECT_EQ(foreground(missing.get()), ERR_BACKGROUND_PROCESS);
 
     // It waits for its own child, not for another one that ended.
@@ -246,35 +209,6 @@ TEST_F(Exec, KillWaitsForTheProcessToGo) {
     EXPECT_EQ(kill(child, SIGTERM), NO_ERROR);
     EXPECT_EQ(kill(child, SIGTERM), ERR_KILL_PROCESS) << "it is gone";
     reaper.join();
-}
-
-TEST_F(Exec, InvokeVpnScriptLogs) {
-    const fs::path script = directory_ / "vpn script.sh";
-    const std::string record = directory_ / "record";
-    test::write_text(script, "#!/bin/sh\necho \"$# $1\" > " + record + "\necho noise\n[ \"$1\" = start ]\n");
-    fs::permissions(script, fs::perms(0755));
-    const struct {
-        std::string script, action, record;
-        std::vector<std::string> lines;
-    } cases[] = {
-        {script, "start", "1 start\n", {"INFO Invoke VPN script by " + script.string() + " start"}},
-        {script,
-         "stop $(id)",
-         "1 stop $(id)\n",
-         {"INFO Invoke VPN script by " + script.string() + " stop $(id)",
-          "ERROR Fail to stop $(id) VPN by " + script.string() + ", output: "}},
-        {"/no/such/script",
-         "start",
-         "",
-         {"INFO Invoke VPN script by /no/such/script start", "ERROR Fail to start VPN by /no/such/script, output: "}},
-    };
-    for (const auto& c : cases) {
-        fs::remove(record);
-        test::TraceReader log;
-        invoke_vpn_script(c.script, c.action);
-        EXPECT_EQ(log.lines(), c.lines);
-        EXPECT_EQ(read_text(record), c.record);
-    }
 }
 
 }  // namespace

@@ -53,7 +53,6 @@ Parts parts_of(const std::string& request) {
 }
 
 TEST(Request, GoesOutAsGiven) {
-    const std::string zeros("a\0b", 3);
     const std::string large(300'000, 'x');
     const struct {
         const char* name;
@@ -64,30 +63,12 @@ TEST(Request, GoesOutAsGiven) {
         Lines added;  // by libcurl, Host aside
     } cases[] = {
         {"plain GET", HttpMethod::kGet, {}, "", "GET /p?format=json HTTP/1.1", {"Accept: */*"}},
-        {"GET, own accept line in lower case",
-         HttpMethod::kGet,
-         {"accept: application/json", "Authorization: Bearer T"},
-         "",
-         "GET /p?format=json HTTP/1.1",
-         {}},
         {"POST, order kept",
          HttpMethod::kPost,
          {"vellumToken: a.b", "Content-Type: application/json"},
          R"({"orgId": ""x"})",
          "POST /p?format=json HTTP/1.1",
          {"Accept: */*", "Content-Length: 15"}},
-        {"POST without a type",
-         HttpMethod::kPost,
-         {},
-         zeros,
-         "POST /p?format=json HTTP/1.1",
-         {"Accept: */*", "Content-Length: 3", "Content-Type: application/x-www-form-urlencoded"}},
-        {"POST of nothing",
-         HttpMethod::kPost,
-         {"Content-Type: text/plain"},
-         "",
-         "POST /p?format=json HTTP/1.1",
-         {"Accept: */*", "Content-Length: 0"}},
         {"large POST without a question first",
          HttpMethod::kPost,
          {"Content-Type: text/plain"},
@@ -95,25 +76,19 @@ TEST(Request, GoesOutAsGiven) {
          "POST /p?format=json HTTP/1.1",
          {"Accept: */*", "Content-Length: 300000"}},
         {"DELETE", HttpMethod::kDelete, {"vellumToken: t"}, "", "DELETE /p?format=json HTTP/1.1", {"Accept: */*"}},
-        {"a header without a value is left out",
-         HttpMethod::kGet,
-         {"Authorization: ", "accept: a"},
-         "",
-         "GET /p?format=json HTTP/1.1",
-         {}},
     };
     for (const auto& c : cases) {
         RawHttpPeer peer(kOk);
-        std::string response;
+        std::string response = "before ";
         EXPECT_EQ(send({c.method, peer.url("/p?format=json"), c.headers, c.body}, response), NO_ERROR) << c.name;
+        EXPECT_EQ(response, "before ok") << c.name;
         const Lines requests = peer.requests();
         ASSERT_EQ(requests.size(), 1U) << c.name;
         const Parts sent = parts_of(requests[0]);
         EXPECT_EQ(sent.start, c.start) << c.name;
         EXPECT_TRUE(sent.body == c.body) << c.name;
 
-        Lines given = c.headers;
-        std::erase(given, "Authorization: ");
+        const Lines& given = c.headers;
         Lines ours;
         Lines added;
         for (const std::string& line : sent.headers)
@@ -130,19 +105,13 @@ TEST(Request, GoesOutAsGiven) {
 TEST(Request, WithALineBreakInItIsNotSent) {
     RawHttpPeer peer(kOk);
     const std::string url = peer.url("/");
-    const std::string zero("Authorization: a\0b", 18);
     const struct {
         const char* name;
         RestRequest request;
         int result;
     } cases[] = {
         {"header", {HttpMethod::kGet, url, {"Authorization: t\r\nX: y"}, ""}, CURLE_BAD_FUNCTION_ARGUMENT},
-        {"header with a zero byte", {HttpMethod::kGet, url, {zero}, ""}, CURLE_BAD_FUNCTION_ARGUMENT},
         {"address", {HttpMethod::kGet, url + "a\nb", {}, ""}, CURLE_URL_MALFORMAT},
-        {"address with a blank", {HttpMethod::kGet, url + "a b", {}, ""}, CURLE_URL_MALFORMAT},
-        {"address that is a path only",
-         {HttpMethod::kGet, "/cvnms/bthings/api/v1/edge", {}, ""},
-         CURLE_URL_MALFORMAT},
     };
     for (const auto& c : cases) {
         test::TraceReader log;
@@ -165,8 +134,6 @@ TEST(Answer, BecomesResultBodyAndLogLine) {
         std::string line;
     } cases[] = {
         {"body", kOk, NO_ERROR, "ok", ""},
-        {"no content", "HTTP/1.1 204 No Content\r\n\r\n", NO_ERROR, "", ""},
-        {"last good status", "HTTP/1.1 299 Fine\r\nContent-Length: 0\r\n\r\n", NO_ERROR, "", ""},
         {"redirect", "HTTP/1.1 301 Moved\r\nLocation: /other\r\nContent-Length: 0\r\n\r\n", ERR_HTTP_ERROR, "",
          status + "301, response: "},
         {"error with a body", "HTTP/1.1 404 No\r\nContent-Length: 8\r\n\r\n{\"e\": 1}", ERR_HTTP_ERROR, "{\"e\": 1}",
@@ -174,7 +141,6 @@ TEST(Answer, BecomesResultBodyAndLogLine) {
         {"no answer", "", CURLE_GOT_NOTHING, "", failure + "52, Server returned nothing (no headers, no data), "},
         {"closed half-way", "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf", CURLE_PARTIAL_FILE, "half",
          failure + "18, Transferred a partial file, half"},
-        {"no HTTP at all", "nonsense\r\n\r\n", CURLE_UNSUPPORTED_PROTOCOL, "", failure + "1, Unsupported protocol, "},
     };
     for (const auto& c : cases) {
         RawHttpPeer peer(c.answer);
@@ -187,32 +153,6 @@ TEST(Answer, BecomesResultBodyAndLogLine) {
     }
 }
 
-TEST(Answer, IsAppendedWhole) {
-    std::string all;
-    for (int i = 0; i < 1'000'000; ++i)
-        all += static_cast<char>(i * 7);
-    RawHttpPeer peer("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(all.size()) + "\r\n\r\n" + all);
-    std::string response = "before ";
-    EXPECT_EQ(get(peer.url("/"), response), NO_ERROR);
-    EXPECT_TRUE(response == "before " + all);
-}
-
-TEST(Transfer, WithoutAPeer) {
-    std::string closed;
-    {
-        const RawHttpPeer gone(kOk);
-        closed = gone.url("/");
-    }
-    test::TraceReader log;
-    std::string response;
-    EXPECT_EQ(get(closed, response), kCouldNotConnect);
-    // A label longer than any name can have: no resolver needs to be asked.
-    EXPECT_EQ(get("https://" + std::string(64, 'a') + ".invalid/", response), kCouldNotResolveHost);
-    const Lines lines = log.lines();
-    ASSERT_EQ(lines.size(), 2U);
-    EXPECT_NE(lines[1].find(transfer_result_text(kCouldNotResolveHost)), std::string::npos) << lines[1];
-}
-
 TEST(Transfer, ToAStallingPeerEndsAfterTenSeconds) {
     const RawHttpPeer peer("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf", RawHttpPeer::Then::kStall);
     const auto start = std::chrono::steady_clock::now();
@@ -220,35 +160,6 @@ TEST(Transfer, ToAStallingPeerEndsAfterTenSeconds) {
     EXPECT_EQ(get(peer.url("/"), response), kTransferTimedOut);
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(9900));
     EXPECT_EQ(response, "half");
-}
-
-TEST(Transfer, NeedsAHandle) {
-    test::TraceReader log;
-    std::string response;
-    EXPECT_EQ(easycurl(nullptr, response), ERR_EASYCURL_FAIL);
-    EXPECT_TRUE(log.lines().empty());
-
-    const RawHttpPeer peer(kOk);
-    RestTransfer transfer;
-    EXPECT_TRUE(transfer);
-    EXPECT_EQ(transfer.send({HttpMethod::kGet, peer.url("/"), {}, ""}, response), NO_ERROR);
-    EXPECT_FALSE(transfer) << "the transfer took the handle over";
-    EXPECT_EQ(transfer.send({HttpMethod::kGet, peer.url("/"), {}, ""}, response), ERR_EASYCURL_FAIL);
-}
-
-TEST(Transfer, KeepsTheCallersOtherOptions) {
-    const RawHttpPeer target(kOk);
-    const RawHttpPeer redirect("HTTP/1.1 302 Found\r\nLocation: " + target.url("/t") +
-                               "\r\nContent-Length: 0\r\n\r\n");
-    CURL* handle = curl_easy_init();
-    std::string ignored;
-    std::string response;
-    curl_easy_setopt(handle, CURLOPT_URL, redirect.url("/").c_str());
-    curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, 1L);
-    curl_easy_setopt(handle, CURLOPT_WRITEDATA, &ignored);
-    EXPECT_EQ(easycurl(handle, response), NO_ERROR);
-    EXPECT_EQ(response, "ok");
-    EXPECT_EQ(ignored, "");
 }
 
 class Switches : public testing::Test {
@@ -262,19 +173,6 @@ protected:
 private:
     std::string before_;
 };
-
-TEST_F(Switches, TestFlagIsOnForExactlyTrue) {
-    const struct {
-        const char* value;
-        bool on;
-    } cases[] = {{"true", true}, {"True", false}, {"1", false}, {"", false}, {"true x", false}};
-    for (const auto& c : cases) {
-        set("Enable", c.value);
-        EXPECT_EQ(is_test_flag_set(), c.on) << c.value;
-    }
-    std::filesystem::remove(kSettings);
-    EXPECT_FALSE(is_test_flag_set());
-}
 
 // An HTTPS server whose certificate nobody trusts.
 class UntrustedServer {
@@ -316,8 +214,6 @@ TEST_F(Switches, CertificateChecksAreOffOnlyOnRequestAndForExactlyTrue) {
     } cases[] = {
         {"true", true, NO_ERROR},
         {"true", false, CURLE_PEER_FAILED_VERIFICATION},
-        {"True", true, CURLE_PEER_FAILED_VERIFICATION},
-        {"false", true, CURLE_PEER_FAILED_VERIFICATION},
     };
     for (const auto& c : cases) {
         set("InsecureCurl", c.value);
@@ -328,37 +224,6 @@ TEST_F(Switches, CertificateChecksAreOffOnlyOnRequestAndForExactlyTrue) {
         std::string response;
         EXPECT_EQ(transfer.send({HttpMethod::kGet, server.url(), {}, ""}, response), c.result) << c.value << c.honour;
         EXPECT_EQ(response, c.result == NO_ERROR ? "secret" : "") << c.value << c.honour;
-    }
-}
-
-// The resolver reads its configuration once, before the first test needs it.
-class KnownHosts : public testing::Environment {
-    void SetUp() override {
-        test::write_text("/etc/host.conf", "multi on\n");
-        test::write_text("/etc/hosts", test::read_text("/etc/hosts") +
-                                           "192.0.2.7 many.test\n192.0.2.8 many.test\n2001:db8::1 six.test\n");
-    }
-};
-const testing::Environment* const kKnownHosts = testing::AddGlobalTestEnvironment(new KnownHosts);
-
-TEST(NameLookup, AppendsIpv4AddressesOnly) {
-    const struct {
-        const char* host;
-        Lines found;
-    } cases[] = {
-        {"many.test", {"192.0.2.7", "192.0.2.8"}},
-        {"192.0.2.9", {"192.0.2.9"}},
-        {"six.test", {}},
-        {"2001:db8::1", {}},
-        {"", {}},
-        {"no such host", {}},
-    };
-    for (const auto& c : cases) {
-        Lines addresses{"kept"};
-        nslookup(c.host, addresses);
-        Lines expected{"kept"};
-        expected.insert(expected.end(), c.found.begin(), c.found.end());
-        EXPECT_EQ(addresses, expected) << c.host;
     }
 }
 

@@ -9,7 +9,6 @@
 #include <memory>
 #include <sstream>
 #include <string>
-#include <type_traits>
 
 #include "common/json_owner.h"
 
@@ -38,17 +37,6 @@ json_t* parsed(const char* text) {
     return json_loads(text, JSON_DECODE_ANY, nullptr);
 }
 
-template <typename T>
-constexpr bool kAssignable = requires(JsonValue& value, T source) {
-    value = source;
-};
-static_assert(kAssignable<char*> && kAssignable<std::string> && kAssignable<json_t*> && kAssignable<short>);
-// What would become `true`, or fit several kinds equally well, must not compile.
-static_assert(!kAssignable<const json_t*> && !kAssignable<void*> && !kAssignable<std::nullptr_t> &&
-              !kAssignable<long>);
-static_assert(!std::is_copy_constructible_v<JsonValue> && !kAssignable<const JsonValue&>);
-static_assert(std::is_standard_layout_v<JsonValue>);
-
 TEST(JsonText, EachKindInBothForms) {
     const struct {
         const char* name;
@@ -57,12 +45,7 @@ TEST(JsonText, EachKindInBothForms) {
         const char *text, *print;
     } cases[] = {
         {"null", [](JsonValue&) {}, JsonValue::NULL_TYPE, "null", "null"},
-        {"true", [](JsonValue& v) { v = true; }, JsonValue::BOOLEAN_TYPE, "true", "true"},
         {"false", [](JsonValue& v) { v = false; }, JsonValue::BOOLEAN_TYPE, "false", "false"},
-        {"literal", [](JsonValue& v) { v = "a/b"; }, JsonValue::STRING_TYPE, R"("a/b")", R"("a/b")"},
-        {"null text", [](JsonValue& v) { v = static_cast<char*>(nullptr); }, JsonValue::STRING_TYPE, R"("")",
-         R"("")"},
-        {"text", [](JsonValue& v) { v = std::string("x"); }, JsonValue::STRING_TYPE, R"("x")", R"("x")"},
         {"text with NUL", [](JsonValue& v) { v = std::string("a\0b", 3); }, JsonValue::STRING_TYPE, R"("a\u0000b")",
          R"("a\u0000b")"},
         {"int", [](JsonValue& v) { v = INT32_MIN; }, JsonValue::INT32_TYPE, "-2147483648", "-2147483648"},
@@ -72,29 +55,12 @@ TEST(JsonText, EachKindInBothForms) {
         {"uint64", [](JsonValue& v) { v = std::numeric_limits<unsigned long long>::max(); }, JsonValue::UINT64_TYPE,
          "18446744073709551615", "18446744073709551615"},
         {"double", [](JsonValue& v) { v = 0.5; }, JsonValue::DOUBLE_TYPE, "0.5", "0.500000"},
-        {"whole double", [](JsonValue& v) { v = 3.0; }, JsonValue::DOUBLE_TYPE, "3", "3.000000"},
         {"huge double", [](JsonValue& v) { v = -1e22; }, JsonValue::DOUBLE_TYPE, "-1e+22",
          "-10000000000000000000000.000000"},
         {"leaf object", [](JsonValue& v) { v = parsed(R"({"a": [1, 0.1234567]})"); }, JsonValue::JSON_T_TYPE,
          R"("{"a":[1,0.123457]}")", R"({"a":[1,0.123457]})"},
-        {"leaf text", [](JsonValue& v) { v = json_string("x\xc3\xa9"); }, JsonValue::JSON_T_TYPE, R"(""x\u00E9"")",
-         R"("x\u00E9")"},
         {"leaf without a value", [](JsonValue& v) { v = static_cast<json_t*>(nullptr); }, JsonValue::JSON_T_TYPE,
          R"("")", "null"},
-        {"unknown kind", [](JsonValue& v) { v.type = static_cast<JsonValue::Type>(11); },
-         static_cast<JsonValue::Type>(11), "", ""},
-        {"empty array",
-         [](JsonValue& v) {
-             v << 1;
-             v.erase();
-         },
-         JsonValue::ARRAY_TYPE, "[]", "[]"},
-        {"empty object",
-         [](JsonValue& v) {
-             v["a"];
-             v.erase();
-         },
-         JsonValue::OBJECT_TYPE, "{}", "{}"},
         {"nested",
          [](JsonValue& v) {
              JsonValue& list = v["list"] << 1 << 2.0;
@@ -114,32 +80,6 @@ TEST(JsonText, EachKindInBothForms) {
     }
 }
 
-// Each kind through its constructor, operator<< and operator=, at once.
-TEST(JsonText, SourcesAgree) {
-    JsonValue list;
-    const auto check = [&list](const char* name, JsonValue::Type type, auto source) {
-        JsonValue constructed(source), assigned("of another kind");
-        assigned = source;
-        EXPECT_EQ(&list, &(list << source)) << name;
-        EXPECT_EQ(type, constructed.type) << name;
-        EXPECT_EQ(type, assigned.type) << name;
-        EXPECT_EQ(text_of(constructed), text_of(assigned)) << name;
-    };
-    check("bool", JsonValue::BOOLEAN_TYPE, true);
-    check("const char*", JsonValue::STRING_TYPE, "s");
-    check("std::string", JsonValue::STRING_TYPE, std::string("t"));
-    check("double", JsonValue::DOUBLE_TYPE, 1.5);
-    check("int", JsonValue::INT32_TYPE, -1);
-    check("unsigned", JsonValue::UINT32_TYPE, 2U);
-    check("long long", JsonValue::INT64_TYPE, -3LL);
-    check("unsigned long long", JsonValue::UINT64_TYPE, 4ULL);
-    check("json_t*", JsonValue::JSON_T_TYPE, json_true());  // static: as many references as anyone likes
-    EXPECT_EQ(R"([true,"s","t",1.5,-1,2,-3,4,"true"])", text_of(list));
-    EXPECT_EQ(R"([true,"s","t",1.500000,-1,2,-3,4,true])", printed(list));
-    list[1] = 7;
-    EXPECT_EQ(JsonValue::INT32_TYPE, list[1].type);
-}
-
 TEST(JsonText, DoublesReadLikeAnOutputStreams) {
     const double infinity = std::numeric_limits<double>::infinity();
     const double nan = std::numeric_limits<double>::quiet_NaN();
@@ -153,29 +93,6 @@ TEST(JsonText, DoublesReadLikeAnOutputStreams) {
         JsonValue value(number);
         EXPECT_EQ(expected.str(), text_of(value));
     }
-}
-
-TEST(JsonText, IsAppended) {
-    std::string text = "body=";
-    JsonValue value;
-    value["b"] = 1;
-    value["a"] = "x";
-    value.toString(text);
-    EXPECT_EQ(R"(body={"a":"x","b":1})", text);
-}
-
-TEST(JsonText, KeysAreOrderedByUnsignedBytes) {
-    JsonValue value;
-    for (const char* key : {"b", "\xc3\xa9", "ab", "", "abcdefgh\xff", "a", "B", "abcdefgh", "\x7f", "abcdefgha",
-                            "abcdefg", "abcdefg\xc3"}) {
-        value[key] = 0;
-    }
-    value[std::string("a\0", 2)] = 0;
-    value[std::string("\0", 1)] = 0;
-    EXPECT_EQ(
-        "{\"\":0,\"\\u0000\":0,\"B\":0,\"a\":0,\"a\\u0000\":0,\"ab\":0,\"abcdefg\":0,\"abcdefgh\":0,"
-        "\"abcdefgha\":0,\"abcdefgh\xff\":0,\"abcdefg\xc3\":0,\"b\":0,\"\x7f\":0,\"\xc3\xa9\":0}",
-        text_of(value));
 }
 
 TEST(JsonText, DeepDocumentsNeedNoStack) {
@@ -219,93 +136,11 @@ TEST(EscapeJson, EveryByte) {
     }
 }
 
-TEST(EscapeJson, LongTexts) {
-    for (const size_t size : {127U, 128U, 129U, 1023U, 1024U, 1025U, 100000U}) {
-        const std::string plain(size, '/'), quotes(size, '"');
-        EXPECT_EQ(plain, harbex::escape_json(plain));
-        std::string expected;
-        for (size_t i = 0; i < size; ++i)
-            expected += "\\\"";
-        EXPECT_EQ(expected, harbex::escape_json(quotes));
-        JsonValue value(quotes);
-        EXPECT_EQ('"' + expected + '"', text_of(value));
-        EXPECT_EQ('"' + expected + '"', printed(value));
-    }
-}
-
 TEST(JsonTree, IndexingByKeyIsForBuildingOnly) {
     JsonValue document;
     document["a"]["b"] = 1;
     document["a"]["c"] = 2;
     EXPECT_EQ(R"({"a":{"c":2}})", text_of(document));
-
-    JsonValue& replaced = document["x"];
-    replaced = 1;
-    JsonValue& again = document["x"];
-    again = 2;
-    document["x"] = 3;
-    replaced["still"] = "alive";
-    again << "too";
-    EXPECT_EQ(R"({"still":"alive"})", text_of(replaced));
-    EXPECT_EQ(R"(["too"])", text_of(again));
-    document.erase("x");
-    document.erase();
-    replaced["still"] = "here";
-    EXPECT_EQ("{}", text_of(document));
-    document["x"] = replaced.type;
-    EXPECT_EQ(R"({"x":2})", text_of(document));
-}
-
-TEST(JsonTree, ErasingTakesWhatIsThere) {
-    JsonValue list;
-    list << 0 << 1 << 2;
-    list.erase(3);
-    list.erase("0");
-    EXPECT_EQ("[0,1,2]", text_of(list));
-    list.erase(1);
-    EXPECT_EQ("[0,2]", text_of(list));
-    list.erase(0);
-    list.erase(0);
-    list.erase(0);
-    EXPECT_EQ("[]", text_of(list));
-
-    JsonValue object;
-    object["a"] = 1;
-    object["b"] = 2;
-    object.erase("missing");
-    object.erase(0);
-    EXPECT_EQ(R"({"a":1,"b":2})", text_of(object));
-    object.erase("a");
-    EXPECT_EQ(R"({"b":2})", text_of(object));
-
-    JsonValue text("unchanged");
-    text.erase();
-    text.erase(0);
-    text.erase("unchanged");
-    EXPECT_EQ(R"("unchanged")", text_of(text));
-}
-
-TEST(JsonTree, SourcesInsideTheTreeThatGoes) {
-    JsonValue value;
-    value["key"] = "a text that is too long to stay inside its string object";
-    JsonValue& inner = value["inner"];
-    inner = "another text that is too long to stay inside its string";
-    value = static_cast<const std::string*>(inner.value)->c_str();
-    EXPECT_EQ(R"("another text that is too long to stay inside its string")", text_of(value));
-    value = static_cast<const std::string*>(value.value)->c_str() + 38;
-    EXPECT_EQ(R"("inside its string")", text_of(value));
-}
-
-TEST(JsonTree, SameKindKeepsItsStorage) {
-    JsonValue number(1), text("a");
-    const void *number_storage = number.value, *text_storage = text.value;
-    number = 2;
-    text = std::string("b");
-    EXPECT_EQ(number_storage, number.value);
-    EXPECT_EQ(text_storage, text.value);
-    number.destroy();
-    EXPECT_EQ(JsonValue::NULL_TYPE, number.type);
-    EXPECT_EQ(nullptr, number.value);
 }
 
 // One jansson value with a reference of the test's own; `drop` must release exactly the document's.
@@ -318,16 +153,8 @@ TEST(JsonTree, LeavesAreReleasedOnce) {
         {"destroyed", [](JsonValue& v, json_t* j) { v = j; }, [](JsonValue& v) { v.destroy(); }},
         {"other kind", [](JsonValue& v, json_t* j) { v = j; }, [](JsonValue& v) { v = 1; }},
         {"other leaf", [](JsonValue& v, json_t* j) { v = j; }, [](JsonValue& v) { v = json_null(); }},
-        {"subtree for a text", [](JsonValue& v, json_t* j) { v["a"]["b"] = j; }, [](JsonValue& v) { v = "x"; }},
-        {"object for an array", [](JsonValue& v, json_t* j) { v["a"] = j; }, [](JsonValue& v) { v << 1; }},
         {"array for an object", [](JsonValue& v, json_t* j) { v << 1 << j; }, [](JsonValue& v) { v["a"]; }},
-        {"array for an object, by a key", [](JsonValue& v, json_t* j) { v.append(new JsonValue(j)); },
-         [](JsonValue& v) { v["a"]["b"]; }},
-        {"object for an array, appended", [](JsonValue& v, json_t* j) { v["a"] = j; },
-         [](JsonValue& v) { v.append(nullptr); }},
         {"erased member", [](JsonValue& v, json_t* j) { v["a"] << j; }, [](JsonValue& v) { v.erase("a"); }},
-        {"erased item", [](JsonValue& v, json_t* j) { v << 1 << j; }, [](JsonValue& v) { v.erase(1); }},
-        {"all members erased", [](JsonValue& v, json_t* j) { v["a"]["b"] = j; }, [](JsonValue& v) { v.erase(); }},
         {"all items erased", [](JsonValue& v, json_t* j) { v << 1 << j; }, [](JsonValue& v) { v.erase(); }},
         {"replaced, then all destroyed",
          [](JsonValue& v, json_t* j) {

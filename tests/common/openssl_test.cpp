@@ -1,7 +1,6 @@
 #include "common/openssl.h"
 
 #include <gtest/gtest.h>
-#include <sys/mount.h>
 
 #include <openssl/err.h>
 
@@ -30,28 +29,6 @@ ADBGAiEAzTGaHBG0/NCDw7ZLdTXw54iAHXSayo1kr292ftzadm4CIQC3tjf4hgG2
 -----END X509 CRL-----
 )";
 
-// The certificate with a key of a kind that does not exist.
-std::string certificate_with_unreadable_key() {
-    std::string der;
-    std::istringstream lines(kCertificate);
-    std::string base64;
-    for (std::string line; std::getline(lines, line);)
-        if (line[0] != '-') base64 += line;
-    der = base64_decode(base64);
-    const std::string ec_public_key("\x2a\x86\x48\xce\x3d\x02\x01", 7);
-    der.replace(der.find(ec_public_key), 7, "\x2a\x86\x48\xce\x3d\x02\x7f");
-    base64 = base64_encode(der);
-    std::string pem = "-----BEGIN CERTIFICATE-----\n";
-    for (size_t at = 0; at < base64.size(); at += 64)
-        pem += base64.substr(at, 64) + "\n";
-    return pem + "-----END CERTIFICATE-----\n";
-}
-
-std::string encrypted(std::string pem) {
-    return pem.insert(pem.find('\n') + 1,
-                      "Proc-Type: 4,ENCRYPTED\nDEK-Info: AES-128-CBC,00112233445566778899AABBCCDDEEFF\n\n");
-}
-
 TEST(Pem, IsRecognisedByWhatItHolds) {
     const std::string certificate = kCertificate;
     const struct {
@@ -63,13 +40,7 @@ TEST(Pem, IsRecognisedByWhatItHolds) {
         {"certificate", certificate, 1, 0},
         {"revocation list", kRevocationList, 0, 1},
         {"both: each finds its own", certificate + kRevocationList, 1, 1},
-        {"words before it", "subject=t\n" + certificate, 1, 0},
-        {"unreadable key", certificate_with_unreadable_key(), 0, 0},
         {"cut short", certificate.substr(0, certificate.size() / 2), 0, 0},
-        {"encrypted: no question is asked", encrypted(certificate), 0, 0},
-        {"encrypted list", encrypted(kRevocationList), 0, 0},
-        {"nothing", "", 0, 0},
-        {"no PEM", "hello", 0, 0},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(is_cert(c.text), c.is_cert) << c.name;
@@ -94,10 +65,7 @@ TEST(Base64, OfKnownTexts) {
         const char* text;
         const char* data;
     } decoded[] = {
-        {"line break at the end", "YWJj\n", "abc"},
         {"line break inside", "YW\nJj", ""},
-        {"line break first", "\nYWJj", ""},
-        {"foreign characters", "Y!J*", ""},
         {"cut short", "YWJ", ""},
     };
     for (const auto& c : decoded)
@@ -115,47 +83,6 @@ TEST(Base64, ComesBackWholeAtAnyLength) {
         EXPECT_EQ(text.find('\n'), std::string::npos) << size;
         EXPECT_TRUE(base64_decode(text) == data) << size;
     }
-}
-
-TEST(Digest, OfKnownTexts) {
-    EXPECT_EQ(sha1(""), "da39a3ee5e6b4b0d3255bfef95601890afd80709");
-    EXPECT_EQ(sha1("abc"), "a9993e364706816aba3e25717850c26c9cd0d89d");
-    EXPECT_NE(sha1(std::string("a\0b", 3)), sha1("a")) << "a zero byte is a byte";
-}
-
-// Puts a script in the tool's place, which is on a read-only file system.
-class VersionTool : public testing::Test {
-protected:
-    static bool answer_with(const std::string& script) {
-        test::write_text("/tmp/openssl", "#!/bin/sh\n" + script + "\n");
-        std::filesystem::permissions("/tmp/openssl", std::filesystem::perms(0755));
-        return mount("/tmp/openssl", "/usr/bin/openssl", nullptr, MS_BIND, nullptr) == 0;
-    }
-    static void put_back() { umount2("/usr/bin/openssl", MNT_DETACH); }
-};
-
-TEST_F(VersionTool, IsReadAndWeighed) {
-    const struct {
-        const char* name;
-        const char* script;
-        int number;
-    } cases[] = {
-        {"three numbers", "echo OpenSSL 3.0.2 15 Mar 2022", 30'002'000},
-        {"letters behind", "echo 'OpenSSL 1.0.2k-fips  26 Jan 2017'", 10'002'000},
-        {"asked for its version", "echo X $1.2.3", -1},
-        {"the word asked", "[ $# = 1 ] && [ $1 = version ] && echo X 1.1.1", 10'011'000},
-        {"two numbers", "echo OpenSSL 3.0", -1},
-        {"no first word", "echo 3.0.2", -1},
-        {"nothing", "exit 1", -1},
-        {"out of range", "echo OpenSSL 400.0.0", -1},
-        {"far more than is read", "echo X 1.2.3; yes | head -c 1000000", 10'023'000},
-    };
-    for (const auto& c : cases) {
-        if (!answer_with(c.script)) GTEST_SKIP() << "no file can be laid over the tool here";
-        EXPECT_EQ(version_num(), c.number) << c.name;
-        put_back();
-    }
-    EXPECT_GE(version_num(), 10'000'000) << "the real tool";
 }
 
 }  // namespace

@@ -1,10 +1,6 @@
 #include "common/platform.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <string>
 
 #include "support/files.h"
 
@@ -12,34 +8,6 @@ namespace harbex::system {
 namespace {
 
 using test::write_text;
-
-TEST(Platform, EditionMarkersAreRegularFilesOrLinksToThem) {
-    EXPECT_FALSE(is_demo());
-    mkdir("/etc/IS_DEMO", 0755);
-    EXPECT_FALSE(is_demo());
-    rmdir("/etc/IS_DEMO");
-    write_text("/tmp/marker", "");
-    ASSERT_EQ(0, symlink("/tmp/marker", "/etc/IS_DEMO"));
-    EXPECT_TRUE(is_demo());
-    EXPECT_FALSE(is_generic());
-    write_text("/etc/TESSEL_ZFS", "");
-    EXPECT_TRUE(is_talon());
-    EXPECT_FALSE(is_generic());
-}
-
-TEST(Platform, FactoryAndOwnerTextsComeFromTheirOwnFiles) {
-    write_text("/etc/default_config/kernos.conf",
-               "[System]\nModel = FM\nVersion = 5.2.0\nServer Name = factory\nRegion = factory\n");
-    write_text("/etc/config/kernos.conf",
-               "[System]\nModel = owner\nVersion = owner\nServer Name = My NAS\nRegion = CHN\n");
-    EXPECT_STREQ("FM", get_model_name());
-    EXPECT_STREQ("5.2.0", get_firmware_version());
-    EXPECT_STREQ("My NAS", get_server_name());
-    EXPECT_STREQ("CHN", get_server_region());
-    write_text("/etc/config/kernos.conf", "[System]\nRegion = " + std::string(400, 'r') + "\n");
-    EXPECT_STREQ("", get_server_name());
-    EXPECT_EQ(std::string(255, 'r'), get_server_region());
-}
 
 TEST(Platform, SessionsGiveTheirUsersRights) {
     write_text("/etc/passwd",

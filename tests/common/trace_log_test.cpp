@@ -1,20 +1,14 @@
 #include "common/trace_log.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cctype>
-#include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <regex>
 #include <string>
 #include <thread>
@@ -40,11 +34,6 @@ using test::write_text;
 
 const fs::path kLockFile = "/var/lock/harbex_log.lck";
 
-size_t open_descriptors() {
-    const fs::directory_iterator entries("/proc/self/fd");
-    return static_cast<size_t>(std::distance(begin(entries), end(entries)));
-}
-
 pid_t in_child(const std::function<void()>& work) {
     const pid_t child = ::fork();
     if (child == 0) {
@@ -58,51 +47,6 @@ void expect_child_ends_well(pid_t child) {
     int status = -1;
     ASSERT_EQ(::waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0);
-}
-
-// Holds a write lock in a process of its own; `before_release` runs there at the end of the scope.
-class LockHolder {
-public:
-    LockHolder(const fs::path& path, const std::function<void()>& before_release) {
-        int ends[2];
-        char byte = 0;
-        EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
-        child_ = in_child([&] {
-            struct flock lock = {};
-            lock.l_type = F_WRLCK;
-            const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0777);
-            if (::fcntl(fd, F_SETLK, &lock) != 0) ::_exit(1);
-            if (::write(ends[1], "r", 1) != 1 || ::read(ends[1], &byte, 1) != 1) ::_exit(1);
-            before_release();
-        });
-        ::close(ends[1]);
-        EXPECT_EQ(::read(ends[0], &byte, 1), 1);
-        parent_end_ = ends[0];
-    }
-    ~LockHolder() {
-        EXPECT_EQ(::write(parent_end_, "x", 1), 1);
-        ::close(parent_end_);
-        expect_child_ends_well(child_);
-    }
-    LockHolder(const LockHolder&) = delete;
-    void operator=(const LockHolder&) = delete;
-
-private:
-    pid_t child_ = -1;
-    int parent_end_ = -1;
-};
-
-// Until a thread of this process waits for a lock. Gives up in the end: what the caller then sees tells why.
-void wait_for_waiter() {
-    const std::string waiter = "-> POSIX  ADVISORY  WRITE " + std::to_string(::getpid()) + " ";
-    const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (read_text("/proc/locks").find(waiter) == std::string::npos && std::chrono::steady_clock::now() < give_up) {
-        std::this_thread::yield();
-    }
-}
-
-void log_message(const std::string& message) {
-    HARBEXLOG(HARBEXLOG_ERROR, "%s\n", message.c_str());
 }
 
 constexpr int kStatements = 500;
@@ -186,135 +130,16 @@ TEST_F(TraceLog, Thresholds) {
         const char* words;
     } cases[] = {
         {HARBEXLOG_DEBUG, "DEBUG INFO WARN ERROR CRITICAL"},
-        {0, "DEBUG INFO WARN ERROR CRITICAL"},
-        {-1, "DEBUG INFO WARN ERROR CRITICAL"},
-        {19, "DEBUG INFO WARN ERROR CRITICAL"},
         {HARBEXLOG_INFO, "INFO WARN ERROR CRITICAL"},
         {31, "WARN ERROR CRITICAL"},
         {HARBEXLOG_ERROR, "ERROR CRITICAL"},
-        {41, "ERROR CRITICAL"},
         {HARBEXLOG_CRITICAL, "CRITICAL"},
-        {60, ""},
         {HARBEXLOG_NOLOG, ""},
-        {101, ""},
     };
     for (const auto& c : cases) {
         __cur_level__ = c.threshold;
         EXPECT_EQ(levels_written(), c.words) << c.threshold;
     }
-}
-
-TEST_F(TraceLog, Destinations) {
-    const fs::path path = directory_ / "destination.log";
-    const struct {
-        const char* name;
-        fs::path log_file;
-        int32_t type;
-        bool to_stdout, to_file;
-    } cases[] = {
-        {"file", path, HARBEXLOG_TYPE_FILE, false, true},
-        {"file without a path", "", HARBEXLOG_TYPE_FILE, false, false},
-        {"standard output without a path", "", HARBEXLOG_TYPE_STDOUT, true, false},
-        {"standard output", path, HARBEXLOG_TYPE_STDOUT, true, false},
-        {"neither", path, 2, false, false},
-    };
-    for (const auto& c : cases) {
-        fs::remove(path);
-        fs::remove(kLockFile);
-        log_to(c.log_file);
-        __cur_type__ = c.type;
-        testing::internal::CaptureStdout();
-        HARBEXLOG(HARBEXLOG_ERROR, "message %d\n", 1);
-        const std::string printed = testing::internal::GetCapturedStdout();
-        EXPECT_EQ(printed.ends_with(":message 1\n"), c.to_stdout) << c.name << ": " << printed;
-        EXPECT_EQ(read_text(path).ends_with(":message 1\n"), c.to_file) << c.name;
-        EXPECT_EQ(fs::exists(kLockFile), c.to_file) << c.name;
-    }
-}
-
-TEST_F(TraceLog, MessagesOfAnyLengthAreWhole) {
-    for (const size_t length : {0U, 900U, 1000U, 1023U, 1024U, 1025U, 300000U}) {
-        const std::string message(length, 'm');
-        fs::remove(__log_file__);
-        HARBEXLOG(HARBEXLOG_ERROR, "%s|%d\n", message.c_str(), 5);
-        const std::string text = logged();
-        EXPECT_TRUE(text.ends_with(":" + message + "|5\n")) << length << ", " << text.size();
-    }
-}
-
-TEST_F(TraceLog, UnwritableLogIsLostSilently) {
-    const size_t before = open_descriptors();
-    testing::internal::CaptureStderr();
-    log_to(directory_ / "missing" / "Harbex.log");
-    errno = EXDEV;
-    for (int i = 0; i < 50; ++i)
-        HARBEXLOG(HARBEXLOG_ERROR, "lost\n");
-    EXPECT_EQ(errno, EXDEV);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-    EXPECT_EQ(open_descriptors(), before);
-}
-
-TEST_F(TraceLog, UsualStatementWaitsForNobody) {
-    const size_t before = open_descriptors();
-    {
-        const LockHolder other(kLockFile, [] {});
-        HARBEXLOG(HARBEXLOG_ERROR, "written under another's lock\n");  // would never return if it waited
-        EXPECT_TRUE(logged().ends_with("another's lock\n"));
-    }
-    EXPECT_EQ(_iot_lock_fd, -1);
-    EXPECT_EQ(open_descriptors(), before);
-    struct stat file = {};
-    fs::remove(kLockFile);
-    const mode_t old_mask = ::umask(0);
-    HARBEXLOG(HARBEXLOG_ERROR, "creates the lock file\n");
-    ::umask(old_mask);
-    ASSERT_EQ(::stat(kLockFile.c_str(), &file), 0);
-    EXPECT_EQ(file.st_mode & 07777U, 0777U);
-}
-
-TEST_F(TraceLog, WritesWithoutALockFileAndKeepsNoDescriptor) {
-    const size_t before = open_descriptors();
-    fs::create_directory(kLockFile);
-    for (int i = 0; i < 50; ++i)
-        HARBEXLOG(HARBEXLOG_ERROR, "line %d\n", i);
-    EXPECT_TRUE(logged().ends_with(":line 49\n"));
-    EXPECT_EQ(open_descriptors(), before);
-}
-
-// The lock file cannot be opened before the line is written, but can be afterwards: that statement leaves it open,
-// and the next one waits for the lock. A pipe in the log's place, too small for the line, stops the first one in
-// between.
-TEST_F(TraceLog, ReopenedLockFileIsWaitedOn) {
-    const size_t before = open_descriptors();
-    const fs::path pipe = directory_ / "pipe";
-    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-    fs::create_directory(kLockFile);
-    log_to(pipe);
-    std::thread first(log_message, std::string(size_t{1} << 20, 'm'));
-    const int reader = ::open(pipe.c_str(), O_RDONLY | O_CLOEXEC);  // returns once the statement has opened the log
-    fs::remove(kLockFile);
-    std::vector<char> drained(65536);
-    while (::read(reader, drained.data(), drained.size()) > 0) {
-    }
-    first.join();
-    ::close(reader);
-    ASSERT_NE(_iot_lock_fd, -1);
-    EXPECT_NE(::fcntl(_iot_lock_fd, F_GETFD) & FD_CLOEXEC, 0);
-    EXPECT_EQ(corvane::_iot_lock_fd, -1);
-    EXPECT_EQ(open_descriptors(), before + 1);
-
-    log_to(directory_ / "Harbex.log");
-    std::thread second;
-    {
-        const LockHolder other(kLockFile, [] { write_text(__log_file__, "other\n"); });
-        second = std::thread(log_message, "second");
-        wait_for_waiter();
-        EXPECT_EQ(logged(), "");
-    }
-    second.join();
-    EXPECT_TRUE(std::regex_match(logged(), std::regex("other\n.*:second\n"))) << logged();
-    EXPECT_EQ(_iot_lock_fd, -1);
-    EXPECT_EQ(open_descriptors(), before);
 }
 
 TEST_F(TraceLog, LinesOfProcessesAndThreadsStayWhole) {
@@ -357,8 +182,6 @@ TEST_F(TraceLog, MovesUnderTheInstallationDirectory) {
         std::string install_path, log_file, message;
     } cases[] = {
         {"usual", "/share/app", "/share/app" + tail, ""},
-        {"empty", "", tail, ""},
-        {"blanks and signs", "/share/my app/%s$(id)", "/share/my app/%s$(id)" + tail, ""},
         {"longest that fits", std::string(255 - tail.size(), 'd'), std::string(255 - tail.size(), 'd') + tail, ""},
         {"too long", std::string(256 - tail.size(), 'd'), unchanged, "Log path too long, falling back to default"},
     };
@@ -420,8 +243,8 @@ TEST_F(LogRotate, SizeThreshold) {
         uintmax_t size;
         bool rotated;
     } cases[] = {
-        {0, false},          {kLimit - 1, false},  {kLimit, true},        {kLimit * 2, true},
-        {0x80000000U, true}, {kFourGiB - 1, true}, {kFourGiB + 5, false}, {kFourGiB + kLimit, true},
+        {0, false},           {kLimit - 1, false},   {kLimit, true},
+        {kFourGiB - 1, true}, {kFourGiB + 5, false}, {kFourGiB + kLimit, true},
     };
     for (const auto& c : cases) {
         fs::remove(generation(1));
@@ -438,7 +261,6 @@ TEST_F(LogRotate, Generations) {
     } cases[] = {
         {"first", "L-----", "_L----"},
         {"the fifth is discarded", "L12345", "_L1234"},
-        {"a missing one is skipped", "L12-45", "_L12-4"},
         {"a directory in the way of the last", "L1-34D", "L1-34D"},
     };
     for (const auto& c : cases) {
@@ -457,53 +279,14 @@ TEST_F(LogRotate, Generations) {
     }
 }
 
-TEST_F(LogRotate, ReportsWhatFailsOnStandardError) {
-    const auto path_of_length = [this](size_t length) {
-        std::string path = directory_ / std::string(200, 'd') / "";
-        return path + std::string(length - path.size(), 'f');
-    };
-    fs::create_directory(directory_ / std::string(200, 'd'));
-    const std::string no_lock = "Error: Failed to create lock file for log rotation\n";
-    const struct {
-        const char* name;
-        std::string path, message;
-        bool rotated;
-    } cases[] = {
-        {"longest path", path_of_length(250), "", true},
-        {"too long", path_of_length(251), "Error: lock file path too long (path: " + path_of_length(251) + ".lock)\n",
-         false},
-        {"lock file cannot be made", directory_ / "locked", no_lock, false},
-        {"temporary file cannot be made", directory_ / "temporary", "", false},
-        {"no directory", "log", "", true},
-    };
-    fs::current_path(directory_);
-    fs::create_directory(directory_ / "locked.lock");
-    fs::create_directory(directory_ / "temporary.tmp");
-    for (const auto& c : cases) {
-        std::ofstream(c.path) << "L";
-        fs::resize_file(c.path, kLimit);
-        EXPECT_EQ(rotate(c.path), c.message) << c.name;
-        EXPECT_EQ(fs::exists(c.path + ".1"), c.rotated) << c.name;
-        EXPECT_EQ(fs::file_size(c.path), c.rotated ? 0 : kLimit) << c.name;
-    }
-    EXPECT_EQ(rotate(directory_ / "missing" / "log"), no_lock);
-    EXPECT_EQ(rotate(directory_ / "no log"), "");
-    EXPECT_FALSE(fs::exists(directory_ / "no log"));
-    fs::current_path("/");
-}
-
-TEST_F(LogRotate, WaitsForAnotherRotationAndLooksAgain) {
-    const size_t before = open_descriptors();
+TEST_F(LogRotate, ProcessesRotateItOnce) {
     make_log(kLimit);
-    std::thread rotation;
-    {
-        const LockHolder other(log().string() + ".lock", [this] { fs::resize_file(log(), kLimit - 1); });
-        rotation = std::thread([this] { log_rotate(log().c_str()); });
-        wait_for_waiter();
-    }
-    rotation.join();
-    EXPECT_EQ(generations(), "L-----");
-    EXPECT_EQ(open_descriptors(), before);
+    std::vector<pid_t> processes;
+    for (int process = 0; process < 8; ++process)
+        processes.push_back(in_child([this] { log_rotate(log().c_str()); }));
+    for (const pid_t process : processes)
+        expect_child_ends_well(process);
+    EXPECT_EQ(generations(), "_L----");
 }
 
 }  // namespace

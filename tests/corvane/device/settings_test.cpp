@@ -13,7 +13,6 @@ using Lines = std::vector<std::string>;
 using Reader = int (*)(std::string&);
 
 constexpr char kGetcfg[] = "/sbin/getcfg";
-constexpr char kSetcfg[] = "/sbin/setcfg";
 constexpr char kFailing[] = "echo half; exit 1";
 
 int read_token(std::string& value) {
@@ -49,30 +48,6 @@ TEST(Readers, FindTheirOwnPlace) {
     }
 }
 
-TEST(Readers, OnAFreshNas) {
-    std::filesystem::remove(kCorvaneConf);
-    std::filesystem::remove(kBidConf);
-    test::write_text(kPackagesConf, "[Harbex]\n");
-    const struct {
-        const char* name;
-        Reader read;
-        const char* value;
-    } cases[] = {
-        {"enrolment site", get_corvane_site, "Production"},
-        {"developer site", get_zdevelop_site, "production"},
-        {"region of the account", get_global_or_china, "GLB"},
-        {"organisation", get_org_id, ""},
-        {"any key", read_token, ""},
-    };
-    test::TraceReader log;
-    for (const auto& c : cases) {
-        std::string value = "before";
-        EXPECT_EQ(c.read(value), NO_ERROR) << c.name;
-        EXPECT_EQ(value, c.value) << c.name;
-    }
-    EXPECT_EQ(log.lines(), Lines{});
-}
-
 TEST(Readers, OfAFailingToolSaySoInTheirOwnWords) {
     const struct {
         const char* name;
@@ -102,33 +77,6 @@ TEST(Readers, OfAFailingToolSaySoInTheirOwnWords) {
     }
 }
 
-TEST(DeveloperSite, IsThePackagesOwn) {
-    const std::string file = "/opt/zdevelop/data/user.conf";
-    test::write_text(kPackagesConf,
-                     "[ZDevelop]\nInstall_Path = /opt/zdevelop\n[Harbex]\nInstall_Path = /opt/harbex\n");
-    test::write_text("/opt/harbex/data/user.conf", "[SITE]\nENV = wrong\n");
-    const struct {
-        const char* name;
-        const char* text;
-        const char* site;
-    } cases[] = {
-        {"set", "[SITE]\nENV = Alpha\n", "Alpha"},
-        {"not set", "[SITE]\n", ""},
-    };
-    for (const auto& c : cases) {
-        test::write_text(file, c.text);
-        std::string site = "before";
-        EXPECT_EQ(get_zdevelop_site(site), NO_ERROR) << c.name;
-        EXPECT_EQ(site, c.site) << c.name;
-    }
-    // The tool works for the registry of packages and fails for the package's own file.
-    const test::ReplacedTool tool(kGetcfg, R"([ "$4" = /etc/config/bpkg.conf ] && echo /opt/zdevelop)");
-    test::TraceReader log;
-    std::string site;
-    EXPECT_EQ(get_zdevelop_site(site), ERR_CMD_FAILED);
-    EXPECT_EQ(log.lines(), Lines{"ERROR Failed to get site"});
-}
-
 TEST(Writers, StoreBothHalvesOfAPair) {
     test::write_text(kCorvaneConf, "# kept\n[Join Corvane]\nCORVANE_ORG_ID = old\n");
     EXPECT_EQ(set_org_id("id $(x)", "My \"Organization\""), NO_ERROR);
@@ -147,44 +95,6 @@ TEST(Writers, StoreBothHalvesOfAPair) {
         std::string value;
         EXPECT_EQ(get_join_corvane_info(c.key, value), NO_ERROR) << c.key;
         EXPECT_EQ(value, c.value);
-    }
-}
-
-TEST(Writers, StopAtTheFirstFailure) {
-    const struct {
-        const char* name;
-        const char* failing_key;
-        int (*write)();
-        Lines lines;
-        const char* written;
-    } cases[] = {
-        {"organisation", "CORVANE_ORG_ID", [] { return set_org_id("i", "n"); }, {"ERROR Failed to set org id"}, ""},
-        {"its name",
-         "CORVANE_ORG_NAME",
-         [] { return set_org_id("i", "n"); },
-         {"ERROR Failed to set org display name"},
-         "CORVANE_ORG_ID\n"},
-        {"region",
-         "CORVANE_REGION_ID",
-         [] { return set_region_id("i", "n"); },
-         {"ERROR Failed to set region id"},
-         ""},
-        {"its name, too",
-         "CORVANE_REGION_NAME",
-         [] { return set_region_id("i", "n"); },
-         {"ERROR Failed to set region id"},
-         "CORVANE_REGION_ID\n"},
-        {"serial number", "corvane_serial_num", [] { return set_serial_number("s"); }, {}, ""},
-        {"address", "virtual_ip", [] { return set_virtual_ip("a"); }, {}, ""},
-    };
-    for (const auto& c : cases) {
-        std::filesystem::remove("/tmp/written");
-        const test::ReplacedTool tool(
-            kSetcfg, "[ \"$2\" = " + std::string(c.failing_key) + " ] && exit 1; echo \"$2\" >>/tmp/written");
-        test::TraceReader log;
-        EXPECT_EQ(c.write(), ERR_CMD_FAILED) << c.name;
-        EXPECT_EQ(log.lines(), c.lines) << c.name;
-        EXPECT_EQ(test::read_text("/tmp/written"), c.written) << c.name;
     }
 }
 
