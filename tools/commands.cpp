@@ -22,6 +22,7 @@
 #include "corvane/device/gateway.h"
 #include "corvane/device/settings.h"
 #include "corvane/device/supernode.h"
+#include "eventlog/event_log.h"
 
 namespace harbex::tools {
 namespace {
@@ -163,6 +164,11 @@ int tour_set(const Arguments& arguments, JsonValue&) {
     return corvane::feature_tour_set(arguments[0].c_str(), arguments[1].c_str());
 }
 
+int event_add(const Arguments& arguments, JsonValue&) {
+    system::add_log(arguments[0], 0);  // the event log reports nothing back
+    return NO_ERROR;
+}
+
 int internet(const Arguments& arguments, JsonValue& data) {
     const std::string ifname = arguments[0].empty() ? corvane::get_gateway_interface_name() : arguments[0];
     const int result = corvane::bsh_check_access_internet(ifname);
@@ -178,6 +184,7 @@ constexpr Group kGroups[] = {
     {"virtual-ip", "This NAS's address in the SD-WAN"},
     {"supernode", "The super node"},
     {"tour", "The feature tour of the application's pages"},
+    {"event", "The system event log"},
 };
 
 const Command kCommands[] = {
@@ -207,6 +214,7 @@ const Command kCommands[] = {
     {"supernode", "apply", "Write a super-node record's tunnel parameters", {"FILE"}, supernode_apply},
     {"tour", "show", "The switches of the feature tour", {}, tour_show},
     {"tour", "set", "Set the switches of the feature tour", {"INTRO", "TIP"}, tour_set},
+    {"event", "add", "Write an entry to the system event log", {"TEXT"}, event_add},
     {"", "internet", "Whether the internet is reached", {"[INTERFACE]"}, internet},
 };
 
