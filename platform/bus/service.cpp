@@ -229,6 +229,10 @@ void Service::receive(Connection connection, char* scratch) {
             case Parsed::kIncomplete:
                 break;
         }
+        if (connection.deadline.passed()) {  // one that trickles without a pause never parks
+            ++traffic_->late;
+            return;
+        }
         if (connection.bytes.empty()) connection.bytes.assign(bytes);
     }
 }

@@ -7,27 +7,19 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <memory>
 
 namespace nas {
 namespace {
 
-struct Descriptor {
-    int fd;
-    explicit Descriptor(int opened) : fd(opened) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (fd >= 0) close(fd);
-    }
-};
-
 bool append_whole(int fd, const char* text, size_t length) {
     struct stat before {};
     if (fstat(fd, &before) != 0) return false;
     while (length > 0) {
         const ssize_t written = write(fd, text, length);
+        if (written < 0 && errno == EINTR) continue;
         if (written < 0) {
             // Half a line would spoil the next one.
             (void)!ftruncate(fd, before.st_size);
@@ -63,9 +55,15 @@ int append_json_line(const char* path, json_t* document) {
     if (!text) return -1;
     std::string line(text.get());
     line += '\n';
-    const Descriptor file(open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0640));
-    if (file.fd < 0 || flock(file.fd, LOCK_EX) != 0) return -1;
-    return append_whole(file.fd, line.data(), line.size()) ? 0 : -1;
+    const int file = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0640);
+    if (file < 0) return -1;
+    int locked = -1;
+    do {
+        locked = flock(file, LOCK_EX);
+    } while (locked != 0 && errno == EINTR);
+    const bool written = locked == 0 && append_whole(file, line.data(), line.size());
+    close(file);
+    return written ? 0 : -1;
 }
 
 }  // namespace nas

@@ -6,10 +6,11 @@
 extern "C" {
 #endif
 
-/* Puts the value of `key` in `section` of `file` into `buf` (`size` bytes with the terminating NUL; longer values are cut),
- * or `def` when file, section or key is missing. The count of characters put there. Section "" holds the keys before the
- * first section. */
-int Get_Private_Profile_String(const char *section, const char *key, const char *def, char *buf, int size, const char *file);
+/* Puts the value of `key` in `section` of `file` into `buf` (`size` bytes with the terminating NUL; longer values are
+ * cut), or `def` when file, section or key is missing. The count of characters put there. Section "" holds the keys
+ * before the first section. */
+int Get_Private_Profile_String(const char* section, const char* key, const char* def, char* buf, int size,
+                               const char* file);
 
 #ifdef __cplusplus
 }

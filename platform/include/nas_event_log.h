@@ -6,8 +6,8 @@
 extern "C" {
 #endif
 
-/* Texts end with a NUL. `type`: 0 information, 1 warning, 2 error. A caller that leaves the other members zero lets the
- * event log fill in time, user and address. */
+/* Texts end with a NUL. `type`: 0 information, 1 warning, 2 error. A caller that leaves the other members zero lets
+ * the event log fill in time, user and address. */
 struct naslog_event {
     int event_id;
     int type;
@@ -19,7 +19,7 @@ struct naslog_event {
 };
 
 /* Appends the event. 0, or -1. */
-int naslog_event_add(struct naslog_event *);
+int naslog_event_add(struct naslog_event*);
 
 #ifdef __cplusplus
 }
