@@ -2,6 +2,7 @@
 
 #include <bsvc.h>
 
+#include <new>
 #include <string>
 #include <utility>
 
@@ -55,7 +56,7 @@ BusStep call(bs_io* io, const CallSite& caller, const BusQuery& query, const jso
 
 }  // namespace
 
-BusAnswer query_service(const BusQuery& query, const json_t* arguments, const CallSite& caller) {
+BusAnswer query_service(const BusQuery& query, const json_t* arguments, const CallSite& caller) try {
     bs_auto_io io;
     const BusStep called = call(io, caller, query, arguments);
     if (called != BusStep::kDone) return {called, {}};
@@ -83,6 +84,8 @@ BusAnswer query_service(const BusQuery& query, const json_t* arguments, const Ca
         return {BusStep::kCheck, {}};
     }
     return {BusStep::kDone, std::move(document)};
+} catch (const std::bad_alloc&) {
+    return {BusStep::kRead, {}};
 }
 
 bool notify_service(const BusQuery& query, const json_t* arguments, const CallSite& caller) {

@@ -6,8 +6,8 @@
 namespace harbex::system {
 
 // Reads a setting with /sbin/getcfg, blocking for its run. Line breaks are taken out of the value; an empty one
-// becomes the default. NO_ERROR; ERR_CMD_FAILED, with an empty `value`, only when the tool fails and the default is
-// empty.
+// becomes the default. NO_ERROR; ERR_CMD_FAILED, with an empty `value`, when the tool fails and the default is empty,
+// or without memory.
 [[nodiscard]] int getcfg_wrapper(std::string file, std::string section, std::string key, std::string default_value,
                                  std::string& value);
 

@@ -1,6 +1,5 @@
 #include "common/exec.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <sys/wait.h>
@@ -16,6 +15,7 @@
 #include <bsvc.h>
 
 #include "common/bus_io.h"
+#include "common/child_process.h"
 #include "common/error_code.h"
 #include "common/trace_log.h"
 
@@ -42,28 +42,6 @@ pid_t wait_for(pid_t child, int& status) {
 
 void sleep_one_second() {
     std::this_thread::sleep_for(std::chrono::seconds(1));
-}
-
-// In a forked child: only async-signal-safe calls from here to the exec.
-[[noreturn]] void become(char* const argv[]) {
-    // Not close-on-exec, and dup2 rather than close and dup: where the caller runs without standard streams, the
-    // descriptor may itself be one of the three.
-    const int null_device = ::open("/dev/null", O_WRONLY);  // NOLINT(android-cloexec-open)
-    if (null_device < 0) ::_exit(1);
-    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd)
-        (void)::dup2(null_device, fd);
-    if (null_device > STDERR_FILENO) ::close(null_device);
-
-    // A daemon holds its signals back and ignores SIGPIPE: its programs must not inherit that for good.
-    sigset_t no_signal;
-    ::sigemptyset(&no_signal);
-    (void)::sigprocmask(SIG_SETMASK, &no_signal, nullptr);
-    (void)::signal(SIGPIPE, SIG_DFL);
-
-    ::umask(0);
-    if (::chdir("/") != 0) ::_exit(1);
-    ::execv(argv[0], argv);
-    ::_exit(1);
 }
 
 }  // namespace
@@ -110,7 +88,7 @@ int avoid_zombie(char* const argv[]) {
     const pid_t child = ::fork();
     if (child < 0) return -1;
     if (child > 0) ::_exit(0);
-    become(argv);
+    become_program(argv);
 }
 
 int background(char* const argv[]) {
@@ -134,7 +112,7 @@ int background(char* const argv[]) {
 int foreground(char* const argv[]) {
     const pid_t child = ::fork();
     if (child < 0) return ERR_BACKGROUND_PROCESS;
-    if (child == 0) become(argv);
+    if (child == 0) become_program(argv);
     int status = 0;
     if (wait_for(child, status) < 0 || !exited_with_0(status)) return ERR_BACKGROUND_PROCESS;
     sleep_one_second();

@@ -9,7 +9,8 @@
 namespace harbex::system {
 
 // Appends what the shell command line prints to `output`. Blocks until it ends; its exit status is not looked at. 0,
-// or -1 when it cannot be run. A NUL printed hides the rest of its line.
+// or -1 when it cannot be run. A NUL printed hides the rest of its line. The shell inherits the signals that the
+// caller blocks or ignores.
 [[nodiscard]] int do_exec(const char* command, std::string& output);
 
 // Runs argv[0] and blocks until it ends. 0 when it exited with 0: `output` is then its standard output up to a first
@@ -18,7 +19,8 @@ namespace harbex::system {
 [[nodiscard]] int do_exec_safe(const std::vector<std::string>& argv, std::string& output);
 
 // Leaves the program running as an orphan, its three standard streams on /dev/null, in "/" with umask 0, and ENDS THE
-// CALLING PROCESS with status 0: call it in a disposable child, as background does. Returns only -1: fork failed.
+// CALLING PROCESS with status 0, without flushing its streams: call it in a disposable child, as background does.
+// Returns only -1: fork failed.
 [[nodiscard]] int avoid_zombie(char* const argv[]);
 
 // Starts the program detached (see avoid_zombie) and returns at once. NO_ERROR, or ERR_BACKGROUND_PROCESS when it
@@ -28,7 +30,8 @@ namespace harbex::system {
 [[nodiscard]] int background(char* const argv[]);
 
 // Runs the program as avoid_zombie does, but waits for it, and for one second more when it exited with 0. NO_ERROR,
-// or ERR_BACKGROUND_PROCESS when it cannot be run or ended otherwise.
+// or ERR_BACKGROUND_PROCESS when it cannot be run or ended otherwise. Not beside `background` in another thread,
+// which may take its result.
 [[nodiscard]] int foreground(char* const argv[]);
 
 // Sends the signal and waits up to ten seconds for the process to disappear from /proc. NO_ERROR, whether it did or

@@ -26,7 +26,7 @@ static_assert(int{kTransferTimedOut} == int{CURLE_OPERATION_TIMEDOUT});
 
 bool is_debug_switch_on(const char* key) {
     std::string value;
-    (void)getcfg_wrapper(kCorvaneConf, kDebugSection, key, "false", value);  // cannot fail: the default is not empty
+    (void)getcfg_wrapper(kCorvaneConf, kDebugSection, key, "false", value);  // without memory: off
     return value == "true";
 }
 
@@ -122,7 +122,7 @@ bool is_test_flag_set() {
     return is_debug_switch_on("Enable");
 }
 
-void nslookup(const std::string& host, std::vector<std::string>& addresses) {
+void nslookup(const std::string& host, std::vector<std::string>& addresses) try {
     // The reentrant form: requests resolve on several threads.
     std::vector<char> buffer(1024);
     hostent entry{};
@@ -137,6 +137,7 @@ void nslookup(const std::string& host, std::vector<std::string>& addresses) {
         char text[INET_ADDRSTRLEN] = "";
         if (inet_ntop(AF_INET, *address, text, sizeof text) != nullptr) addresses.emplace_back(text);
     }
+} catch (const std::bad_alloc&) {  // as if the resolver had failed
 }
 
 const char* transfer_result_text(int result) {

@@ -11,9 +11,9 @@ namespace harbex::system {
 
 // Runs the transfer that `handle` (a libcurl easy handle) was prepared for and appends the body to `response`. Takes
 // the handle over and releases it; header lists and bodies attached to it stay the caller's, to be freed afterwards.
-// Blocks for at most 10 s, follows no redirect, tries once. Returns NO_ERROR for a status of 200 to 299,
-// ERR_HTTP_ERROR for any other status (`response` holds that body), ERR_EASYCURL_FAIL for a null handle, else
-// libcurl's own result code as it is. Failures but the null handle are logged.
+// Blocks for at most 10 s, follows a redirect only if the caller set that option, tries once. Returns NO_ERROR for a
+// status of 200 to 299, ERR_HTTP_ERROR for any other status (`response` holds that body), ERR_EASYCURL_FAIL for a
+// null handle, else libcurl's own result code as it is. Failures but the null handle are logged.
 [[nodiscard]] int easycurl(void* handle, std::string& response);
 
 // libcurl write callback: appends to the std::string at `userdata`. Returns the bytes taken, 0 when memory is short.
@@ -36,8 +36,8 @@ const char* transfer_result_text(int result);
 
 enum class HttpMethod { kGet, kPost, kDelete };
 
-// One REST request. Header lines go out in this order, as they are, before those that libcurl adds; one without a
-// value is left out by libcurl. The body goes out raw, with a POST only.
+// One REST request. Header lines go out in this order, as they are, behind the Host and Accept lines of libcurl; one
+// without a value is left out by libcurl. The body goes out raw, with a POST only.
 struct RestRequest {
     HttpMethod method = HttpMethod::kGet;
     std::string url;

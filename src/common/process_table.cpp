@@ -1,10 +1,8 @@
 #include "common/process_table.h"
 
 #include <dirent.h>
-#include <fcntl.h>
 #include <regex.h>
 #include <signal.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,7 +15,7 @@
 #include <memory>
 #include <string_view>
 
-#include "common/child_signals.h"
+#include "common/child_process.h"
 #include "common/exec.h"
 
 namespace harbex::system {
@@ -70,21 +68,6 @@ void kick(const char* action, TYPE type, const char* arg) {
     char* const argv[] = {const_cast<char*>(kControlScript), const_cast<char*>(action), number,
                           const_cast<char*>(arg == nullptr ? "" : arg), nullptr};
     (void)background(argv);  // nobody waits for the outcome
-}
-
-// In the forked child: only async-signal-safe calls.
-[[noreturn]] void exec_silently(char* const argv[]) {
-    const int null = open("/dev/null", O_RDWR);
-    if (null < 0) _exit(1);
-    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
-        if (null != fd && dup2(null, fd) < 0) _exit(1);
-    }
-    if (null > STDERR_FILENO) close(null);
-    restore_signals();
-    umask(0);
-    if (chdir("/") != 0) _exit(1);
-    execv(argv[0], argv);
-    _exit(1);
 }
 
 }  // namespace
@@ -146,7 +129,7 @@ int verify_ovpn_config(const char* a, const char* b) {
     char* const argv[] = {const_cast<char*>(kOvpnChecker), const_cast<char*>(a), const_cast<char*>(b), nullptr};
     const pid_t child = fork();
     if (child < 0) return 0;
-    if (child == 0) exec_silently(argv);
+    if (child == 0) become_program(argv);
     int status = 0;
     pid_t ended = 0;
     do {

@@ -40,7 +40,7 @@ void kick_all_connection(TYPE type, const char* arg);
 void kick_one_connection(TYPE type, const char* arg);
 
 // Runs the platform's checker script on the two arguments; blocks until it ends. 1: valid (it exited with 0), 0
-// otherwise.
+// otherwise. Not beside `background` in another thread, which may take its result.
 int verify_ovpn_config(const char* a, const char* b);
 
 }  // namespace harbex::system

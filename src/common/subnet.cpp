@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string_view>
 
 #include "common/bus_io.h"
@@ -39,31 +40,9 @@ std::string dotted(const in_addr& address) {
     return text;
 }
 
-// The network of one interface address; empty, and logged unless it is none of ours, when it counts for nothing.
-std::string subnet_of(const ifaddrs& interface) {
-    if (std::string_view(interface.ifa_name) == "lo" || interface.ifa_addr == nullptr ||
-        interface.ifa_addr->sa_family != AF_INET) {
-        return {};
-    }
-    // The text itself is not needed: an address that has none counts for nothing.
-    char host[kNumericHostSize] = "";
-    const int result =
-        getnameinfo(interface.ifa_addr, sizeof(sockaddr_in), host, sizeof host, nullptr, 0, NI_NUMERICHOST);
-    if (result != 0) {
-        HARBEXLOG(HARBEXLOG_WARN, "getnameinfo() failed for %s: %s\n", interface.ifa_name, gai_strerror(result));
-        return {};
-    }
-    if (interface.ifa_netmask == nullptr) {
-        HARBEXLOG(HARBEXLOG_WARN, "Interface %s has no netmask, skipping\n", interface.ifa_name);
-        return {};
-    }
-    const in_addr mask = ipv4_of(interface.ifa_netmask);
-    int prefix = 0;
-    if (netmask_to_prefix(mask, prefix) != 0) {
-        HARBEXLOG(HARBEXLOG_WARN, "Invalid netmask for %s, skipping\n", interface.ifa_name);
-        return {};
-    }
-    return dotted(calculate_net(ipv4_of(interface.ifa_addr), mask)) + "/" + std::to_string(prefix);
+bool is_counted(const ifaddrs& interface) {
+    return std::string_view(interface.ifa_name) != "lo" && interface.ifa_addr != nullptr &&
+           interface.ifa_addr->sa_family == AF_INET;
 }
 
 }  // namespace
@@ -131,7 +110,7 @@ int netmask_to_prefix(const in_addr& mask, int& prefix) {
     return 0;
 }
 
-int collect_all_interface_subnet(std::vector<std::string>& subnets) {
+int collect_all_interface_subnet(std::vector<std::string>& subnets) try {
     ifaddrs* interfaces = nullptr;
     if (getifaddrs(&interfaces) != 0) {
         HARBEXLOG(HARBEXLOG_ERROR, "Failed to get network interfaces: %s\n", strerror(errno));
@@ -139,13 +118,33 @@ int collect_all_interface_subnet(std::vector<std::string>& subnets) {
     }
     const std::unique_ptr<ifaddrs, InterfaceList> list(interfaces);
     for (const ifaddrs* interface = interfaces; interface != nullptr; interface = interface->ifa_next) {
-        const std::string subnet = subnet_of(*interface);
-        if (subnet.empty()) continue;
-        subnets.push_back(subnet);
-        HARBEXLOG(HARBEXLOG_INFO, "Found subnet on interface %s: %s\n", interface->ifa_name, subnet.c_str());
+        if (!is_counted(*interface)) continue;
+        // The text itself is not needed: an address that has none counts for nothing.
+        char host[kNumericHostSize] = "";
+        const int result =
+            getnameinfo(interface->ifa_addr, sizeof(sockaddr_in), host, sizeof host, nullptr, 0, NI_NUMERICHOST);
+        if (result != 0) {
+            HARBEXLOG(HARBEXLOG_WARN, "getnameinfo() failed for %s: %s\n", interface->ifa_name, gai_strerror(result));
+            continue;
+        }
+        if (interface->ifa_netmask == nullptr) {
+            HARBEXLOG(HARBEXLOG_WARN, "Interface %s has no netmask, skipping\n", interface->ifa_name);
+            continue;
+        }
+        const in_addr mask = ipv4_of(interface->ifa_netmask);
+        int prefix = 0;
+        if (netmask_to_prefix(mask, prefix) != 0) {
+            HARBEXLOG(HARBEXLOG_WARN, "Invalid netmask for %s, skipping\n", interface->ifa_name);
+            continue;
+        }
+        const in_addr net = calculate_net(ipv4_of(interface->ifa_addr), mask);
+        subnets.push_back(dotted(net) + "/" + std::to_string(prefix));
+        HARBEXLOG(HARBEXLOG_INFO, "Found subnet on interface %s: %s\n", interface->ifa_name, subnets.back().c_str());
     }
     HARBEXLOG(HARBEXLOG_INFO, "Collected %zu subnets from network interfaces\n", subnets.size());
     return NO_ERROR;
+} catch (const std::bad_alloc&) {
+    return ERR_CMD_FAILED;
 }
 
 }  // namespace harbex::system

@@ -195,7 +195,7 @@ bool store_log_file(const char* path) {
 
 void set_log_file_wrapper() {
     std::string install_path;
-    if (getcfg_wrapper(kPackagesConf, "Harbex", "Install_Path", "", install_path) != 0) return;
+    if (getcfg_wrapper(kPackagesConf, kHarbexSection, kInstallPathKey, "", install_path) != 0) return;
 
     char path[sizeof(__log_file__)] = "";
     const int length = std::snprintf(path, sizeof(path), "%s%s", install_path.c_str(), "/var/log/Harbex.log");

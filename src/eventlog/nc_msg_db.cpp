@@ -9,7 +9,7 @@
 #include <cstdarg>
 #include <cstddef>
 
-#include "common/child_signals.h"
+#include "common/child_process.h"
 
 namespace harbex {
 

@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 #include "common/http.h"
@@ -36,6 +37,7 @@ Renewal& token_renewal() {
     return renewal;
 }
 constexpr const char* kOneToken = "";  // there is but one to renew
+constexpr const char* kSignIn = "sign-in";
 
 const EVP_CIPHER* cipher_for(size_t key_length) {
     switch (key_length) {
@@ -164,8 +166,9 @@ bool is_cloud_token_valid(const std::string& token, int64_t now_s) {
 }
 
 int save_vellumtoken(const std::string& oauth_response_encoded) {
-    const Renewal::Turn turn(token_renewal());
-    return store_tokens(oauth_response_encoded);
+    Renewal::Turn turn(token_renewal());
+    // How an earlier renewal went says nothing about the tokens of a new sign-in.
+    return turn.note(kSignIn, store_tokens(oauth_response_encoded));
 }
 
 int auth_connector_refresh_token() {

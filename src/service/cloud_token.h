@@ -9,15 +9,16 @@ namespace harbex::service {
 
 // Decrypts the cloud's encoded sign-in answer and stores its access and refresh token; nothing is stored unless both
 // are there. E_SUCCESS, E_NIMBARA_OAUTH_DECODE_ERROR, E_JSON_FAIL for a plaintext that is no such document,
-// E_CMD_FAILED when a token cannot be stored (the access token may be, by then).
+// E_CMD_FAILED when a token cannot be stored (the access token may be, by then). Waits for renewals under way.
 [[nodiscard]] int save_vellumtoken(const std::string& oauth_response_encoded);
 
 // The stored access token, renewed first when it has expired. Callers that find it expired at the same time share one
-// renewal, and its failure. Blocks for up to 10 s of transfer, and for one that is under way. E_SUCCESS, or
+// renewal, and its failure. Blocks for up to 10 s of transfer, and for those under way. E_SUCCESS, or
 // E_CMD_FAILED with `token` untouched.
 [[nodiscard]] int Get_cloudtoken(std::string& token);
 
-// Renews the stored tokens at the cloud, expired or not. E_SUCCESS, E_JSON_FAIL, E_CMD_FAILED, E_CURL_FAIL.
+// Renews the stored tokens at the cloud, expired or not; blocks like the above. E_SUCCESS, E_JSON_FAIL, E_CMD_FAILED,
+// E_CURL_FAIL.
 [[nodiscard]] int auth_connector_refresh_token();
 
 // Whether the time behind the token's last point, or all of it when it has none, is later than `now_s` (both seconds

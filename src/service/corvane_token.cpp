@@ -146,7 +146,7 @@ bool is_corvane_token_fresh(int64_t now_s, int64_t last_seen_s) {
 int Get_corvanetoken(const std::string& org_id, std::string& token) {
     Renewal::Turn turn(token_renewal());
     std::string last_seen;
-    (void)corvane::read_setting(kTokenLastSeen, last_seen);  // cannot fail: its default is not empty
+    (void)corvane::read_setting(kTokenLastSeen, last_seen);  // a failure leaves no time, and that is stale
     const int64_t last_seen_s = system::parse_int64(last_seen).value_or(0);
     if (is_corvane_token_fresh(time(nullptr), last_seen_s)) {
         Logger::Log(DEBUG, "corvane_token is not expired");
@@ -155,7 +155,7 @@ int Get_corvanetoken(const std::string& org_id, std::string& token) {
         token = std::move(stored);
         return E_SUCCESS;
     }
-    Logger::Log(INFO, "corvane_token expiration is %s %ld", last_seen.c_str(), static_cast<long>(last_seen_s));
+    Logger::Log(INFO, "corvane_token expiration is %s %lld", last_seen.c_str(), static_cast<long long>(last_seen_s));
     // A login for another organisation, or one that went well, says nothing about this one.
     const std::optional<int> awaited = turn.awaited(org_id);
     if (awaited && *awaited != E_SUCCESS) return *awaited;

@@ -16,7 +16,8 @@ namespace harbex::service {
 std::string supernodeHalt();
 std::string supernodeIpsecClear();
 
-// Bus methods; none reads its request.
+// Bus methods; none reads its request. The first blocks for up to 120 s, the second for a login, a renewal and a
+// request, the third until its three scripts have ended. A deletion whose answer is no UTF-8 text gets no reply.
 int Supernode_halt(bs_io* io);
 int Device_unregister_from_nas(bs_io* io);
 int Device_remove_by_corvane(bs_io* io);

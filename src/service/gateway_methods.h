@@ -37,7 +37,7 @@ struct NetworkStat {
 [[nodiscard]] int choose_gateway(const json_t* candidates, InterfaceInfo& info, NetworkStat& stat);
 
 // Asks the network manager for the gateway interface; "eth0" and nothing else when there is none. Blocks for up to 10
-// s. E_SUCCESS, E_BS_FAIL, or E_JSON_FAIL for a reply without candidates.
+// s. E_SUCCESS, E_BS_FAIL, or E_JSON_FAIL for a reply whose "data" is no array.
 [[nodiscard]] int get_gateway_info(InterfaceInfo& info, NetworkStat& stat);
 
 // Fills the live rates and byte counts of one interface; packet counts stay. Blocks for up to 60 s. E_SUCCESS,

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <unistd.h>
-#include <ext/stdio_filebuf.h>
 
 #include <array>
 #include <cstdarg>
@@ -14,6 +13,8 @@
 #include <vector>
 
 #include "common/config_store.h"
+#include "common/output_file.h"
+#include "common/settings_files.h"
 #include "common/trace_log.h"
 
 namespace harbex::service {
@@ -24,35 +25,9 @@ namespace {
 
 constexpr int64_t kRotationCheckInterval_s = 61;
 
-// A file stream whose descriptor no child inherits, which std::ofstream cannot promise.
-class LogFile : public std::ostream {
-public:
-    LogFile() : std::ostream(nullptr) { rdbuf(&file_); }
-
-    bool open(const std::string& path) {
-        const int fd = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
-        if (fd < 0) return false;
-        file_ = Buffer(fd, std::ios::out | std::ios::app);
-        if (!file_.is_open()) {
-            ::close(fd);
-            return false;
-        }
-        clear();
-        return true;
-    }
-
-    void close() {
-        if (file_.close() == nullptr) setstate(std::ios::failbit);
-    }
-
-private:
-    using Buffer = __gnu_cxx::stdio_filebuf<char>;
-    Buffer file_;
-};
-
 struct State {
     std::mutex mutex;
-    LogFile file;                       // guarded by mutex, and so is Logger::out
+    system::OutputFile file;            // guarded by mutex, and so is Logger::out
     std::string log_absolute_path;      // guarded by mutex
     std::string bpkg_install_path;      // guarded by mutex
     int64_t last_rotation_check_s = 0;  // guarded by mutex
@@ -135,14 +110,14 @@ void Logger::Log(LogLevel level, const char* fmt, ...) noexcept {
 void init_logger() {
     std::string path = "/var/log/network/harbex_network_service.log";
     std::string install_path;
-    if (system::getcfg_wrapper("/etc/config/bpkg.conf", "Harbex", "Install_Path", "", install_path) == 0) {
+    if (system::getcfg_wrapper(kPackagesConf, kHarbexSection, kInstallPathKey, "", install_path) == 0) {
         path = install_path + "/var/log/harbex_network_service.log";
     }
 
     const std::lock_guard lock(state().mutex);
     state().bpkg_install_path = install_path;
     state().log_absolute_path = path;
-    if (!state().file.open(path)) {
+    if (!state().file.open(path, O_APPEND)) {
         std::cerr << "Failed to open log file: " + path + "\n";
         // No destructor may run here: on the request path other threads are still at work.
         _exit(1);

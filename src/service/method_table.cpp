@@ -88,7 +88,7 @@ void service_handler(const char* method, bs_io* io, int fd) noexcept {
         if (const Method* found = find_method(method)) {
             run(*found, io);
         } else {
-            send_error_response(io, E_ELSE, "Unknown method");
+            (void)send_error_response(io, E_ELSE, "Unknown method");  // the code again
         }
     } catch (...) {
         Logger::Log(ERROR, "method: %s dropped", method);

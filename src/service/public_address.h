@@ -5,6 +5,7 @@
 namespace harbex::service {
 
 // Bus method; reads nothing from its request. Answers with the record of the one WAN port, "PORT1".
+// Blocks for up to 130 s of calls to other services.
 int Get_public_ip(bs_io* io);
 
 }  // namespace harbex::service

@@ -36,7 +36,7 @@ int Get_rxtx(bs_io* io) {
         return refuse_without_words(io, result, "Cannot get gateway info");
     }
     if (get_interface_rxtx_bytecount(info.gateway_ifname, stat) != E_SUCCESS) {
-        return refuse_without_words(io, E_GET_INTERFACE_RXTX_BYTECOUNT_FAIL, "Cannot get interface counters");
+        return send_error_response(io, E_GET_INTERFACE_RXTX_BYTECOUNT_FAIL, "");
     }
     const BusReply reply = call_service(kTunnelQuery);
     if (reply.result != E_SUCCESS) return send_error_response(io, E_BS_FAIL, "");

@@ -42,8 +42,7 @@ TEST_F(TunnelStatistics, PartsThatFail) {
     }
     (void)edge_calls();
     counters_are(R"({"rx_rate": 1.0})");
-    expect_call("counters", kMethod, "", refusal(1013, ""),
-                {"Failed to get rx_rate, tx_bytes, tx_rate, rx_bytes", "Cannot get interface counters"});
+    expect_call("counters", kMethod, "", refusal(1013, ""), {"Failed to get rx_rate, tx_bytes, tx_rate, rx_bytes"});
     manager().answer(kGatewayQuery, R"({"error": 0, "data": {}})");
     expect_call("no candidates", kMethod, "", refusal(1003, ""), {"Data is not an array", "Cannot get gateway info"});
     manager().hang_up(kGatewayQuery);

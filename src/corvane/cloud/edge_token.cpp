@@ -20,6 +20,12 @@ constexpr BusQuery kTokenQuery{
     .check_envelope = true,
     .rejected = "Failed to check corvane token response",
 };
+constexpr Setting kTokenLastSeen{kCorvaneConf,
+                                 kJoinCorvaneSection,
+                                 "CORVANE_TOKEN_LAST_SEEN",
+                                 "0",
+                                 nullptr,
+                                 "Failed to invalidate cached corvaneToken in corvane.conf"};
 constexpr Setting kOrgId{kCorvaneConf, kJoinCorvaneSection, "CORVANE_ORG_ID", "", nullptr, nullptr};
 
 }  // namespace
@@ -40,6 +46,10 @@ int get_corvanetoken_wrapper(std::string& token) {
     (void)read_setting(kOrgId, org_id);  // what counts is whether there is an id
     if (org_id.empty()) return fail(ERR_CMD_FAILED, "Failed to get CORVANE_ORG_ID from corvane.conf");
     return get_corvanetoken(org_id, token);
+}
+
+int invalidate_corvanetoken() {
+    return write_setting(kTokenLastSeen, "0") == NO_ERROR ? NO_ERROR : ERR_SAVE_FILE;
 }
 
 }  // namespace harbex::corvane

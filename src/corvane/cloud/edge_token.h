@@ -9,7 +9,10 @@ namespace harbex::corvane {
 // refuses or answers no JSON; ERR_WRONG_JSON_FORMAT when its answer holds no text. `token` is untouched on failure.
 [[nodiscard]] int get_corvanetoken(const std::string& org_id, std::string& token);
 
-// The same for the organisation in the settings; ERR_CMD_FAILED, too, when there is none.
+// Makes the daemon fetch a new one at the next call, as after a change of organisation. NO_ERROR or ERR_SAVE_FILE.
+[[nodiscard]] int invalidate_corvanetoken();
+
+// The same as the first for the organisation in the settings; ERR_CMD_FAILED, too, when there is none.
 [[nodiscard]] int get_corvanetoken_wrapper(std::string& token);
 
 }  // namespace harbex::corvane

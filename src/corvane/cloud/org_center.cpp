@@ -63,6 +63,10 @@ json_t* list_entry(const json_t* name, const json_t* id, bool is_default) {
                      "is_default", is_default ? 1 : 0);
 }
 
+int append(json_t* list, json_t* entry) {
+    return json_array_append_new(list, entry) == 0 ? NO_ERROR : ERR_WRONG_JSON_FORMAT;  // else no memory
+}
+
 int append_first_organization(json_t* list) {
     HARBEXLOG(HARBEXLOG_INFO, "No organization found, create a new one\n");
     std::string id;
@@ -70,8 +74,7 @@ int append_first_organization(json_t* list) {
         return fail(ERR_CURL_FAIL, "Failed to create organization");
     const JsonOwner name(json_string(kFirstOrganization));
     const JsonOwner id_text(json_stringn(id.data(), id.size()));
-    json_array_append_new(list, list_entry(name.get(), id_text.get(), true));
-    return NO_ERROR;
+    return append(list, list_entry(name.get(), id_text.get(), true));
 }
 
 int append_organizations(const json_t* organizations, json_t* list) {
@@ -84,7 +87,7 @@ int append_organizations(const json_t* organizations, json_t* list) {
             return fail(ERR_WRONG_JSON_FORMAT, "Failed to get name or organization_id");
         const bool is_default =
             json_is_true(json_object_get(json_object_get(organization, "created_by"), "is_default"));
-        json_array_append_new(list, list_entry(name, id, is_default));
+        if (const int result = append(list, list_entry(name, id, is_default)); result != NO_ERROR) return result;
     }
     return NO_ERROR;
 }

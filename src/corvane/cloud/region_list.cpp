@@ -13,13 +13,6 @@
 namespace harbex::corvane {
 namespace {
 
-constexpr Setting kTokenLastSeen{kCorvaneConf,
-                                 kJoinCorvaneSection,
-                                 "CORVANE_TOKEN_LAST_SEEN",
-                                 "0",
-                                 nullptr,
-                                 "Failed to invalidate cached corvaneToken in corvane.conf"};
-
 int take_groups(const std::string& reply, JsonValue& result) {
     json_error_t error{};
     const JsonOwner root(json_loadb(reply.data(), reply.size(), 0, &error));
@@ -34,7 +27,9 @@ int take_groups(const std::string& reply, JsonValue& result) {
     const json_t* groups = json_object_get(data, "vpnGroups");
     if (groups == nullptr) return fail(ERR_WRONG_JSON_FORMAT, "Failed to get vpnGroups: key not found");
     if (!json_is_array(groups)) return fail(ERR_WRONG_JSON_FORMAT, "vpnGroups is not an array");
-    result = json_deep_copy(groups);
+    JsonOwner copy(json_deep_copy(groups));
+    if (!copy) return ERR_CORVANEAPI_VPN_GROUPS;  // no memory
+    result = copy.release();
     HARBEXLOG(HARBEXLOG_INFO, "root is %d %s\n", static_cast<int>(json_typeof(root.get())),
               json_dump_text(root.get(), JSON_COMPACT).c_str());
     return NO_ERROR;
@@ -43,8 +38,7 @@ int take_groups(const std::string& reply, JsonValue& result) {
 }  // namespace
 
 int get_region_list(JsonValue& result, const std::string& org_id) {
-    // With its time at zero the daemon's cached token counts as expired.
-    if (write_setting(kTokenLastSeen, "0") != NO_ERROR) return ERR_SAVE_FILE;
+    if (invalidate_corvanetoken() != NO_ERROR) return ERR_SAVE_FILE;
     HARBEXLOG(HARBEXLOG_INFO, "get corvane token for orgId: %s\n", org_id.c_str());
     std::string token;
     if (get_corvanetoken(org_id, token) != NO_ERROR)

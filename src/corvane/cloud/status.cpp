@@ -15,6 +15,8 @@ struct Peer {
     std::string name;
     std::string ip;
     int ipsec_status = 0;
+
+    [[nodiscard]] bool is_named() const { return !name.empty() && !ip.empty(); }
 };
 
 // Collects the document and the names of what is missing from it.
@@ -81,10 +83,11 @@ int get_corvane_status(JsonValue& out) {
 
     Peer router;
     Peer supernode;
-    const bool hub_known = bsh_get_hubinfo(router.name, router.ip, supernode.name, supernode.ip) == NO_ERROR;
+    // A hub of which nothing is known has empty texts, whatever the reason.
+    (void)bsh_get_hubinfo(router.name, router.ip, supernode.name, supernode.ip);
     const bool tunnels_known = bsh_get_ipsec_status(router.ipsec_status, supernode.ipsec_status) == NO_ERROR;
-    status.set("router", router, hub_known && tunnels_known);
-    status.set("supernode", supernode, hub_known && tunnels_known);
+    status.set("router", router, tunnels_known && router.is_named());
+    status.set("supernode", supernode, tunnels_known && supernode.is_named());
     const std::string gateway = get_gateway_interface_name();
     status.set_gateway(gateway, get_gateway_ip());
     status.finish();

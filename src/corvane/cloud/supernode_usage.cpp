@@ -2,47 +2,39 @@
 
 #include <jansson.h>
 
-#include "common/bus_query.h"
 #include "common/error_code.h"
 #include "common/failure.h"
+#include "common/json_owner.h"
 #include "common/trace_log.h"
+#include "corvane/device/edge_query.h"
 
 namespace harbex::corvane {
 namespace {
 
 // Method name, words of a failed call, label of the reply, words of a reply that is refused.
-constexpr BusQuery daemon_query(const char* method, const char* call_failed, const char* reply_label,
-                                const char* rejected) {
-    return {
-        .service = "corvane_expressd",
-        .method = method,
-        .no_stream = "Failed to create io",
-        .call_failed = call_failed,
-        .no_reply = "Failed to read bsh output",
-        .reply_label = reply_label,
-        .check_envelope = true,
-        .rejected = rejected,
-    };
+constexpr BusQuery checked_query(const char* method, const char* call_failed, const char* reply_label,
+                                 const char* rejected) {
+    BusQuery query = edge_query(method, call_failed);
+    query.reply_label = reply_label;
+    query.check_envelope = true;
+    query.rejected = rejected;
+    return query;
 }
 constexpr BusQuery kRemaining =
-    daemon_query("GetSupernodeRemaining", "Failed to call corvane_expressd.GetSupernodeRemaining", "bsh output",
-                 "Failed to check GetSupernodeRemaining response");
+    checked_query("GetSupernodeRemaining", "Failed to call corvane_expressd.GetSupernodeRemaining", "bsh output",
+                  "Failed to check GetSupernodeRemaining response");
 constexpr BusQuery kDevices =
-    daemon_query("GetSupernodeDevices", "Failed to call corvane_expressd.GetSupernodeDevices",
-                 "GetSupernodeDevices bsh output", "Failed to check GetSupernodeDevices response");
-constexpr BusQuery kTraffic = daemon_query(
+    checked_query("GetSupernodeDevices", "Failed to call corvane_expressd.GetSupernodeDevices",
+                  "GetSupernodeDevices bsh output", "Failed to check GetSupernodeDevices response");
+constexpr BusQuery kTraffic = checked_query(
     "SupernodeRecentBillingDailyTraffic", "Failed to call corvane_expressd.SupernodeRecentBillingDailyTraffic",
     "SupernodeRecentBillingDailyTraffic bsh output", "Failed to check SupernodeRecentBillingDailyTraffic response");
-constexpr BusQuery kDeviceToken{
-    .service = "corvane_expressd",
-    .method = "GetDeviceToken",
-    .no_stream = "Failed to create io",
-    .call_failed = "Failed to call corvane_expressd.GetDeviceToken",
-    .no_reply = "Failed to read bsh output",
-    .reply_label = "bsh output",
-    .unparsable = "Failed to parse GetDeviceToken output JSON",
-    .check_envelope = true,
-};
+constexpr BusQuery kDeviceToken = [] {
+    BusQuery query = edge_query("GetDeviceToken", "Failed to call corvane_expressd.GetDeviceToken");
+    query.unparsable = "Failed to parse GetDeviceToken output JSON";
+    query.check_envelope = true;
+    return query;
+}();
 
 // Replaces `result` by a copy of the reply's "data" array.
 int take_array(const BusQuery& query, const char* complaint, JsonValue& result, size_t& count) {
@@ -50,8 +42,10 @@ int take_array(const BusQuery& query, const char* complaint, JsonValue& result, 
     if (!answer.document) return ERR_CMD_FAILED;
     const json_t* data = json_object_get(answer.document.get(), "data");
     if (!json_is_array(data)) return fail(ERR_WRONG_JSON_FORMAT, complaint);
+    JsonOwner copy(json_deep_copy(data));
+    if (!copy) return ERR_CMD_FAILED;  // no memory
     count = json_array_size(data);
-    result = json_deep_copy(data);
+    result = copy.release();
     return NO_ERROR;
 }
 

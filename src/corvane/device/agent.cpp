@@ -10,7 +10,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <vector>
 
 #include "common/error_code.h"
@@ -18,6 +17,8 @@
 #include "common/failure.h"
 #include "common/file_descriptor.h"
 #include "common/json_owner.h"
+#include "common/output_file.h"
+#include "common/settings_files.h"
 #include "common/trace_log.h"
 #include "corvane/device/development_cluster.h"
 #include "corvane/device/settings.h"
@@ -26,6 +27,8 @@ namespace harbex::corvane {
 namespace {
 
 constexpr const char* kPersistentConfiguration = "/etc/config/harbex/cloudagent.cfg";
+// For a disk that is full, too.
+constexpr const char* kNotWritten = "Failed to open /etc/config/harbex/cloudagent.cfg for writing";
 constexpr const char* kExpressScript = "/etc/init.d/corvane_express.sh";
 constexpr const char* kAgentScript = "/etc/init.d/corvane_cloudagent.sh";
 constexpr const char* kDevelopmentClusterSite = "sy";
@@ -49,12 +52,9 @@ int read_configuration(const std::string& response, std::string& configuration) 
 }
 
 int write_persistent_configuration(const std::string& configuration) {
-    std::ofstream file(kPersistentConfiguration, std::ios::trunc | std::ios::binary);
+    system::OutputFile file(kPersistentConfiguration, O_TRUNC);
     file << configuration << std::flush;
-    if (!file) {
-        HARBEXLOG(HARBEXLOG_ERROR, "Failed to open %s for writing\n", kPersistentConfiguration);
-        return ERR_SAVE_FILE;
-    }
+    if (!file) return fail(ERR_SAVE_FILE, kNotWritten);
     std::string site;
     // Says site id though a site's name is meant; kept for those who search the logs.
     if (get_corvane_site(site) != NO_ERROR) return fail(ERR_CMD_FAILED, "Failed to get site id");
@@ -63,10 +63,7 @@ int write_persistent_configuration(const std::string& configuration) {
              << "\"\n";
     }
     file.close();
-    if (!file) {
-        HARBEXLOG(HARBEXLOG_ERROR, "Failed to open %s for writing\n", kPersistentConfiguration);
-        return ERR_SAVE_FILE;
-    }
+    if (!file) return fail(ERR_SAVE_FILE, kNotWritten);
     HARBEXLOG(HARBEXLOG_INFO, "Successfully wrote cloudagent_cfg_response to %s\n", kPersistentConfiguration);
     return NO_ERROR;
 }
@@ -107,7 +104,7 @@ int write_corvane_api_devices_cloudagent_cfg(const std::string& response) {
     if (const int result = read_configuration(response, configuration); result != NO_ERROR) return result;
     std::string link;
     if (get_install_path(link) != NO_ERROR) return ERR_CMD_FAILED;
-    link += "/etc/cloudagent/cloudagent.cfg";
+    link += kAgentConfiguration;
     HARBEXLOG(HARBEXLOG_INFO, "cloudagent_cfg_path: %s\n", link.c_str());
     if (const int result = write_persistent_configuration(configuration); result != NO_ERROR) return result;
     return link_configuration(link);

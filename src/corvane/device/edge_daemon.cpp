@@ -1,37 +1,30 @@
 #include "corvane/device/edge_daemon.h"
 
 #include <strings.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <fstream>
 #include <thread>
 
-#include "common/bus_query.h"
 #include "common/error_code.h"
 #include "common/failure.h"
+#include "common/settings_files.h"
 #include "common/trace_log.h"
+#include "corvane/device/edge_query.h"
 #include "corvane/device/settings.h"
 
 namespace harbex::corvane {
 namespace {
 
-constexpr const char* kAgentConfiguration = "/etc/cloudagent/cloudagent.cfg";  // below the install path
 constexpr int kConnected = 2;
 constexpr int kStillRunning = -2;
 constexpr int kInternetAttempts = 10;
 
 // Method name, words of a failed call, words of an unparsable reply.
 constexpr BusQuery daemon_query(const char* method, const char* call_failed, const char* unparsable) {
-    return {
-        .service = "corvane_expressd",
-        .method = method,
-        .no_stream = "Failed to create io",
-        .call_failed = call_failed,
-        .no_reply = "Failed to read bsh output",
-        .reply_label = "bsh output",
-        .unparsable = unparsable,
-    };
+    BusQuery query = edge_query(method, call_failed);
+    query.unparsable = unparsable;
+    return query;
 }
 constexpr BusQuery kCloudStatus = daemon_query("GetCloudStatus", "Failed to call corvane_expressd.GetCloudStatus",
                                                "Failed to parse GetCloudStatus output JSON");
@@ -118,6 +111,7 @@ int get_cloud_status(int& status) {
     if (!answer.document) return ERR_CMD_FAILED;
     const json_t* data = json_object_get(answer.document.get(), "data");
     if (data == nullptr) return fail(ERR_CMD_FAILED, "GetCloudStatus output missing 'data' object");
+    if (!json_is_integer(data)) return ERR_CMD_FAILED;  // only a missing member has words
     status = static_cast<int>(json_integer_value(data));
     return NO_ERROR;
 }

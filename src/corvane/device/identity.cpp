@@ -3,6 +3,7 @@
 #include <fstream>
 
 #include "common/error_code.h"
+#include "common/settings_files.h"
 #include "common/trace_log.h"
 #include "corvane/device/settings.h"
 
@@ -46,7 +47,7 @@ int read_agent_value(const char* mark, std::string& value) {
         HARBEXLOG(HARBEXLOG_ERROR, "Failed to get install path\n");
         return ERR_CMD_FAILED;
     }
-    path += "/etc/cloudagent/cloudagent.cfg";
+    path += kAgentConfiguration;
     std::ifstream file;
     if (!open_text(path, file)) {
         HARBEXLOG(HARBEXLOG_ERROR, "Failed to open file %s\n", path.c_str());

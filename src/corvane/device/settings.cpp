@@ -17,8 +17,9 @@ constexpr Setting enrolment(const char* key, const char* default_value, const ch
 constexpr char kNoName[] = "Failed to get corvane organizaiton name";
 constexpr char kRegionNotSet[] = "Failed to set region id";
 
-constexpr Setting kInstallPath{kPackagesConf, "Harbex", "Install_Path", "", "Failed to get install path", nullptr};
-constexpr Setting kDeveloperPackage{kPackagesConf, "ZDevelop", "Install_Path", "", "Failed to get bpkgDir", nullptr};
+constexpr Setting kInstallPath{kPackagesConf, kHarbexSection, kInstallPathKey, "", "Failed to get install path",
+                               nullptr};
+constexpr Setting kDeveloperPackage{kPackagesConf, "ZDevelop", kInstallPathKey, "", "Failed to get bpkgDir", nullptr};
 constexpr Setting kCorvaneSite = enrolment("corvane_site", "Production", "Failed to get corvane_site", nullptr);
 constexpr Setting kOrgName = enrolment("CORVANE_ORG_NAME", "", kNoName, "Failed to set org display name");
 constexpr Setting kRegionName = enrolment("CORVANE_REGION_NAME", "", kNoName, kRegionNotSet);

@@ -1,13 +1,13 @@
 #include "corvane/device/supernode.h"
 
+#include <fcntl.h>
 #include <jansson.h>
-
-#include <fstream>
 
 #include "common/bus_query.h"
 #include "common/error_code.h"
 #include "common/failure.h"
 #include "common/json_owner.h"
+#include "common/output_file.h"
 #include "common/subnet.h"
 #include "common/trace_log.h"
 #include "corvane/device/settings.h"
@@ -40,7 +40,7 @@ std::string layout(const json_t* data) {
 
 int write_run_time_file(const std::string& text) {
     // The messages name the file's former name; kept for those who search the logs.
-    std::ofstream file(kRunTimeFile, std::ios::trunc | std::ios::binary);
+    system::OutputFile file(kRunTimeFile, O_TRUNC);
     if (!file) return fail(ERR_SAVE_FILE, "Failed to open supernode.conf file");
     file << text << std::flush;
     return file ? NO_ERROR : fail(ERR_SAVE_FILE, "Failed to write to supernode.conf file");

@@ -44,6 +44,13 @@ TEST_F(Status, NamesWhatCannotBeHad) {
                            R"("router","supernode")"),
                   status());
     }
+    {
+        const Fault hubs("corvane_expressd.GetHubInfo", R"(body:{"error":0,"data":"{}"})");
+        const Fault cloud("corvane_expressd.GetCloudStatus", R"(body:{"error":0,"data":"1"})");
+        EXPECT_EQ(document("01", names, R"("ip":"","ipsec_status":2,"name":"")", nobody, "10.8.0.21",
+                           R"("cloud_status","router","supernode")"),
+                  status());
+    }
     shell("appliance-service stop corvane_expressd");
     EXPECT_EQ(document("01", names, nobody, nobody, "10.8.0.21", R"("cloud_status","router","supernode")"), status());
     shell("appliance-service start corvane_expressd");

@@ -72,6 +72,7 @@ TEST_F(AgentConfiguration, WhateverStandsAtTheLinkGivesWay) {
     } cases[] = {
         {"ordinary file", [] { write_text(kLink, "old"); }, ""},
         {"link elsewhere", [] { fs::create_symlink("/opt/elsewhere", kLink); }, ""},
+        {"dangling link", [] { fs::create_symlink("/opt/nowhere", kLink); }, ""},
         {"directory with contents", [] { write_text(std::string(kLink) + "/kept", "kept"); },
          std::string("Failed to remove existing symbolic link: ") + kLink},
         {"no place for a link", [] { fs::remove(fs::path(kLink).parent_path()); }, cannot_link + kPersistent},
@@ -151,6 +152,9 @@ TEST_F(AgentConfiguration, ScriptsGetOneWordAndTheAgentItsSite) {
         EXPECT_EQ(c.log, lines_of(log));
         EXPECT_EQ(c.run == start_express ? "" : R"({"site": "Beta"})", read_text(kSiteFile)) << c.log;
     }
+    set_site("sy");
+    EXPECT_EQ(NO_ERROR, corvane::set_site_use_by_cloudagent());
+    EXPECT_EQ(R"({"site": "dev"})", read_text(kSiteFile));
 }
 
 }  // namespace

@@ -90,7 +90,7 @@ TEST(EdgeDaemon, RepliesAreReadForTheirShapeOnly) {
     expect_replies(
         daemon, kIpsecStatus,
         {
-            {"all and some", R"({"error":5,"data":{"router":{"a":2},"supernode":{"a":2,"b":1}}})", "0 1,2", ""},
+            {"all and some", R"({"error":5,"data":{"router":{"a":2},"supernode":{"a":2,"b":"2"}}})", "0 1,2", ""},
             {"no data", "{}", "60 7,8", missing + "'data' object"},
         });
 }

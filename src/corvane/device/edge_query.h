@@ -1,0 +1,20 @@
+// The queries of the edge daemon.
+#pragma once
+
+#include "common/bus_query.h"
+
+namespace harbex::corvane {
+
+// What they have in common; an operation adds its own words.
+constexpr BusQuery edge_query(const char* method, const char* call_failed) {
+    return {
+        .service = "corvane_expressd",
+        .method = method,
+        .no_stream = "Failed to create io",
+        .call_failed = call_failed,
+        .no_reply = "Failed to read bsh output",
+        .reply_label = "bsh output",
+    };
+}
+
+}  // namespace harbex::corvane
