@@ -10,6 +10,7 @@
 #include "common/bus_query.h"
 #include "common/error_code.h"
 #include "common/json_owner.h"
+#include "corvane/cloud/edge_token.h"
 #include "corvane/cloud/org_center.h"
 #include "corvane/cloud/precheck.h"
 #include "corvane/cloud/region_list.h"
@@ -28,6 +29,8 @@ namespace harbex::tools {
 namespace {
 
 using Arguments = std::vector<std::string>;
+
+constexpr size_t kMaxInput = size_t{1} << 20;  // what a bus call takes
 
 constexpr corvane::BusQuery kSaveToken{
     .service = "harbex_network_service", .method = "Save_cloudtoken", .check_envelope = true};
@@ -56,11 +59,12 @@ int read_all(const std::string& path, std::string& text) {
     const std::unique_ptr<FILE, FileClose> opened(is_standard_input ? nullptr : std::fopen(path.c_str(), "re"));
     FILE* const file = is_standard_input ? stdin : opened.get();
     char bytes[4096];
-    for (size_t count = 1; file != nullptr && count != 0;) {
+    for (size_t count = 1; file != nullptr && count != 0 && text.size() <= kMaxInput;) {
         count = std::fread(bytes, 1, sizeof bytes, file);
         text.append(bytes, count);
     }
-    if (file != nullptr && std::ferror(file) == 0) return NO_ERROR;
+    if (file != nullptr && std::ferror(file) == 0 && text.size() <= kMaxInput) return NO_ERROR;
+    if (text.size() > kMaxInput) errno = EFBIG;
     std::fprintf(stderr, "harbexctl: the file cannot be read: %s\n", strerror(errno));
     return ERR_REGULAR_FILE;
 }
@@ -101,12 +105,14 @@ int org_create(const Arguments& arguments, JsonValue& data) {
 int org_use(const Arguments& arguments, JsonValue&) {
     const int result = corvane::set_site_id(arguments[0]);
     if (result != NO_ERROR) return result;
-    return corvane::set_org_id(arguments[0], arguments[1].empty() ? arguments[0] : arguments[1]);
+    const int stored = corvane::set_org_id(arguments[0], arguments[1].empty() ? arguments[0] : arguments[1]);
+    return stored != NO_ERROR ? stored : corvane::invalidate_corvanetoken();  // it was the former organisation's
 }
 
 int region_list(const Arguments&, JsonValue& data) {
     std::string org_id;
     if (const int result = corvane::get_org_id(org_id); result != NO_ERROR) return result;
+    if (org_id.empty()) return ERR_MISS_OPTION;
     return corvane::get_region_list(data, org_id);
 }
 
@@ -131,7 +137,7 @@ int leave(const Arguments&, JsonValue&) {
     JsonValue answer;
     if (const int result = corvane::device_unregister(answer); result != NO_ERROR) return result;
     corvane::stop_corvane_services();
-    return corvane::remove_corvane_configs();
+    return corvane::remove_corvane_configs() == NO_ERROR ? NO_ERROR : ERR_CORVANE_CLOUDAGENT_SCRIPT;
 }
 
 int virtual_ip_set(const Arguments& arguments, JsonValue&) {
@@ -206,7 +212,7 @@ const Command kCommands[] = {
      {"ID", "[NAME]"},
      region_use},
     {"", "join", "Join the chosen organisation and start the agents", {}, join},
-    {"", "leave", "Leave the organisation and stop the agents", {}, leave},
+    {"", "leave", "Leave the organisation and stop the agents", {}, leave, Codes::kTransfer},
     {"virtual-ip", "set", "Change this NAS's address in the SD-WAN", {"IP"}, virtual_ip_set},
     {"supernode", "usage", "What is left of the super node's volume", {}, supernode_usage},
     {"supernode", "devices", "The super node's devices", {}, supernode_devices},

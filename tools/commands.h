@@ -9,6 +9,10 @@
 
 namespace harbex::tools {
 
+// Where a command's result codes come from: the library alone, or the transfer library for those that the command has
+// no words of its own for.
+enum class Codes { kLibrary, kTransfer };
+
 // The first word of commands of two.
 struct Group {
     const char* name;
@@ -23,6 +27,7 @@ struct Command {
     // Returns one of the library's codes; fills `data` with what is to be shown. `arguments` has as many texts as
     // there are names, "" for what was left out.
     int (*run)(const std::vector<std::string>& arguments, JsonValue& data);
+    Codes codes = Codes::kLibrary;
 };
 
 std::span<const Group> groups();

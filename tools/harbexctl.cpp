@@ -66,8 +66,9 @@ int run(const Invocation& invocation, Output output) {
     } catch (const std::exception& error) {
         std::fprintf(stderr, "harbexctl: %s\n", error.what());
     }
-    harbex::tools::show(output, full_name(*invocation.command), code, data);
-    return code == harbex::NO_ERROR ? 0 : kFailed;
+    const char* words = harbex::tools::result_words(code, invocation.command->codes);
+    const bool is_shown = harbex::tools::show(output, full_name(*invocation.command), code, words, data);
+    return is_shown && code == harbex::NO_ERROR ? 0 : kFailed;
 }
 
 int misused(const std::string& complaint) {
@@ -92,6 +93,8 @@ int run_command_line(int argc, char** argv) {
         return misused("there is no command '" + unknown.front() + "' here");
     } catch (const CLI::Success& help) {
         return app.exit(help);
+    } catch (const CLI::ExtrasError&) {
+        return misused("there are too many arguments");  // not echoed: one may be a sign-in answer
     } catch (const CLI::ParseError& error) {
         return misused(error.what());
     }

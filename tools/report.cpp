@@ -3,11 +3,15 @@
 #include <jansson.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <iterator>
+#include <new>
 
 #include "common/error_code.h"
+#include "common/http.h"
 #include "common/json_owner.h"
 
 namespace harbex::tools {
@@ -16,14 +20,16 @@ namespace {
 struct Words {
     int code;
     const char* text;
+    bool may_end_transfer = false;  // its number is the library's even where others are a transfer's
 };
 
-// What the commands can end with; a transfer's own code passes through below them.
+// What the commands can end with.
 constexpr Words kWords[] = {
-    {NO_ERROR, "done"},
-    {ERR_GENERAL, "something unforeseen happened"},
+    {NO_ERROR, "done", true},
+    {ERR_GENERAL, "something unforeseen happened", true},
     {ERR_NO_TYPE, "the setting cannot be stored"},
     {ERR_UNKNOWN_OPTION, "the value is refused"},
+    {ERR_MISS_OPTION, "no organisation is chosen"},
     {ERR_REGULAR_FILE, "the file cannot be read"},
     {ERR_SAVE_FILE, "a file cannot be written"},
     {ERR_SAVE_CONFIG, "the serial number cannot be stored"},
@@ -35,37 +41,50 @@ constexpr Words kWords[] = {
     {ERR_CURL_FAIL, "a cloud request failed"},
     {ERR_CMD_FAILED, "a setting, command or service failed; the trace log tells which"},
     {ERR_EASYCURL_FAIL, "a cloud request cannot be made"},
-    {ERR_CORVANE_GETCLOUDTOKEN, "there is no cloud account token; sign in first"},
-    {ERR_CORVANE_GETCORVANETOKEN, "there is no SD-WAN token"},
-    {ERR_CORVANE_CLOUDAGENT_SCRIPT, "the cloud agent's script failed"},
+    {ERR_CORVANE_GETCLOUDTOKEN, "there is no cloud account token; sign in first", true},
+    {ERR_CORVANE_GETCORVANETOKEN, "there is no SD-WAN token", true},
+    {ERR_CORVANE_CLOUDAGENT_SCRIPT, "the cloud agent's script failed", true},
     {ERR_CORVANE_CORVANE_EXPRESS_SCRIPT, "the edge daemon's script failed"},
     {ERR_CORVANE_GETDEVICE_TOKEN, "the cloud agent has no device token"},
-    {ERR_CORVANE_GETDEVICE_ID, "this NAS has no device id; it is not joined"},
+    {ERR_CORVANE_GETDEVICE_ID, "this NAS has no device id; it is not joined", true},
     {ERR_CORVANEAPI_EDGE, "the edge log-in failed"},
     {ERR_CORVANEAPI_DEVICES, "the device's record or configuration cannot be had"},
     {ERR_CORVANEAPI_VPN_GROUPS, "the regions cannot be had"},
-    {ERR_HTTP_ERROR, "the cloud refused the request"},
+    {ERR_HTTP_ERROR, "the cloud refused the request", true},
     {ERR_CURL_DNS_RESOLVE, "a cloud host's name cannot be resolved"},
     {ERR_CURL_TIMEOUT, "the cloud does not answer"},
 };
 
-// The document as jansson sees it: what print writes is real JSON.
-JsonOwner parse(JsonValue& data) {
-    char* text = nullptr;
-    size_t length = 0;
-    FILE* stream = open_memstream(&text, &length);
-    if (stream == nullptr) return {};
-    data.print(stream);
-    fclose(stream);
-    JsonOwner document(json_loadb(text, length, JSON_DECODE_ANY, nullptr));
-    std::free(text);
-    return document;
+JsonOwner parse(const std::string& text) {
+    return JsonOwner(json_loadb(text.data(), text.size(), JSON_DECODE_ANY, nullptr));
 }
 
-// What the cloud sent must not steer the terminal.
+// The document as `print` writes it: real JSON, but for bytes that are no UTF-8; those become '?'.
+std::string printed(JsonValue& data) {
+    char* bytes = nullptr;
+    size_t length = 0;
+    FILE* stream = open_memstream(&bytes, &length);
+    if (stream == nullptr) throw std::bad_alloc();
+    data.print(stream);
+    fclose(stream);
+    std::string text(bytes, length);
+    std::free(bytes);
+    if (!parse(text)) {
+        std::replace_if(
+            text.begin(), text.end(), [](unsigned char byte) { return byte >= 0x80; }, '?');
+    }
+    return text;
+}
+
+// What the cloud sent must not steer the terminal: no C0 control, no DEL, no C1 control (0xC2 and 0x80 to 0x9F).
 std::string without_controls(std::string text) {
-    std::replace_if(
-        text.begin(), text.end(), [](unsigned char byte) { return byte < 0x20 || byte == 0x7f; }, '?');
+    unsigned char before = 0;
+    for (char& letter : text) {
+        const auto byte = static_cast<unsigned char>(letter);
+        if (byte < 0x20 || byte == 0x7f) letter = '?';
+        if (before == 0xc2 && byte < 0xa0) *(&letter - 1) = letter = '?';
+        before = byte;
+    }
     return text;
 }
 
@@ -112,30 +131,32 @@ void print_for_people(const json_t* value, int depth) {
 
 }  // namespace
 
-const char* result_words(int code) {
+const char* result_words(int code, Codes codes) {
     const auto* found =
         std::find_if(std::begin(kWords), std::end(kWords), [code](const Words& words) { return words.code == code; });
-    return found == std::end(kWords) ? "a transfer or tool failed with that code" : found->text;
+    const bool is_known = found != std::end(kWords);
+    if (codes == Codes::kTransfer && !(is_known && found->may_end_transfer))
+        return system::transfer_result_text(code);
+    return is_known ? found->text : "a transfer or tool failed with that code";
 }
 
-void show(Output output, const std::string& command, int code, JsonValue& data) {
+bool show(Output output, const std::string& command, int code, const char* words, JsonValue& data) {
     const bool has_data = data.type != JsonValue::NULL_TYPE;
+    const std::string document = printed(data);
     if (output == Output::kJson) {
-        std::printf("{\"command\":\"%s\",\"code\":%d,\"message\":\"%s\",\"data\":", escape_json(command).c_str(),
-                    code, escape_json(result_words(code)).c_str());
-        data.print(stdout);
-        std::printf("}\n");
-        return;
+        std::printf("{\"command\":\"%s\",\"code\":%d,\"message\":\"%s\",\"data\":%s}\n", escape_json(command).c_str(),
+                    code, escape_json(words).c_str(), document.c_str());
+    } else if (has_data) {
+        print_for_people(parse(document).get(), 0);
+    } else if (code == NO_ERROR) {
+        std::printf("%s\n", words);
     }
-    if (has_data) {
-        if (const JsonOwner document = parse(data)) print_for_people(document.get(), 0);
+    const bool is_shown = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+    if (!is_shown) std::fprintf(stderr, "harbexctl: the outcome cannot be written: %s\n", strerror(errno));
+    if (output == Output::kPeople && code != NO_ERROR) {
+        std::fprintf(stderr, "harbexctl %s: failed with code %d: %s\n", command.c_str(), code, words);
     }
-    if (code != NO_ERROR) {
-        std::fflush(stdout);
-        std::fprintf(stderr, "harbexctl %s: failed with code %d: %s\n", command.c_str(), code, result_words(code));
-    } else if (!has_data) {
-        std::printf("%s\n", result_words(code));
-    }
+    return is_shown;
 }
 
 }  // namespace harbex::tools

@@ -3,17 +3,18 @@
 
 #include <string>
 
+#include "commands.h"
 #include "common/json.h"
 
 namespace harbex::tools {
 
 enum class Output { kPeople, kJson };
 
-// The words for one of the library's result codes.
-const char* result_words(int code);
+// The words for a result code of a command.
+const char* result_words(int code, Codes codes);
 
 // Shows the outcome of a command: `code` and its words, and `data` (a null value: nothing to show). For people a
-// success with data shows the data alone, a failure goes to standard error.
-void show(Output output, const std::string& command, int code, JsonValue& data);
+// success with data shows the data alone, a failure goes to standard error. False when standard output takes no more.
+[[nodiscard]] bool show(Output output, const std::string& command, int code, const char* words, JsonValue& data);
 
 }  // namespace harbex::tools

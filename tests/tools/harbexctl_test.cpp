@@ -67,6 +67,16 @@ TEST_F(Harbexctl, TellsCodeAndWordsOfEachOutcome) {
          "harbexctl supernode apply: failed with code 49: an answer or record has an unexpected shape\n"},
         {"sign-in <<<'no answer of the cloud'", 1, "",
          "harbexctl sign-in: failed with code 48: a service answered a failure; the trace log tells which\n"},
+        {"sign-in /dev/zero", 1, "",
+         "harbexctl: the file cannot be read: File too large\n"
+         "harbexctl sign-in: failed with code 7: the file cannot be read\n"},
+        {"sign-in a secret-answer", 64, "",
+         "harbexctl: there are too many arguments\nharbexctl --help tells what can be done.\n"},
+        {"tour show >/dev/full", 1, "", "harbexctl: the outcome cannot be written: No space left on device\n"},
+        {"internet $'\\xfc' --json", 1,
+         "{\"command\":\"internet\",\"code\":49,\"message\":\"an answer or record has an unexpected shape\","
+         "\"data\":{\"interface\":\"?\",\"reachable\":false}}\n",
+         ""},
         {"org use org-none", 1, "",
          "harbexctl org use: failed with code 49: an answer or record has an unexpected shape\n"},
     };
@@ -82,8 +92,29 @@ TEST_F(Harbexctl, TellsCodeAndWordsOfEachOutcome) {
 
 TEST_F(Harbexctl, WhatTheCloudSendsDoesNotSteerTheTerminal) {
     const Fault fault("cloud:/v1.2/organization",
-                      R"(body:{"result":[{"name":"\u001b[2J\nx","organization_id":"1"}]})");
-    EXPECT_EQ("-\n  name: ?[2J?x\n  organization_id: 1\n  is_default: no\n", control("org list").out);
+                      R"(body:{"result":[{"name":"\u001b[2J\n\u009bx\u00a0","organization_id":"1"}]})");
+    EXPECT_EQ("-\n  name: ?[2J???x\u00a0\n  organization_id: 1\n  is_default: no\n", control("org list").out);
+}
+
+TEST_F(Harbexctl, ChangingTheOrganisationForgetsItsTokenAndLeavingNamesTheTransfer) {
+    ASSERT_EQ(0, control("region use auto").status);
+    ASSERT_EQ(0, control("join").status);
+    ASSERT_EQ(0, control("region list").status);  // both tokens are the daemon's now
+    {
+        const Fault fault("cloud:/cvnms/bthings/api/v1/edge", "refuse");
+        EXPECT_EQ("harbexctl leave: failed with code 7: Couldn't connect to server\n", control("leave").err);
+    }
+    ASSERT_EQ(0, control("leave").status);
+    ASSERT_EQ(0, control("org use org-b41d92").status);
+    (void)requests();
+    ASSERT_EQ(0, control("region use auto").status);
+    ASSERT_EQ(0, control("join").status);
+    ASSERT_EQ(0, control("leave").status);
+    const std::string seen = requests();
+    EXPECT_NE(std::string::npos, seen.find("/edge/login")) << seen;
+    replace_in(kCorvaneConf, "CORVANE_ORG_ID = org-b41d92\n", "");
+    EXPECT_EQ("harbexctl region list: failed with code 36: no organisation is chosen\n", control("region list").err);
+    EXPECT_EQ("", requests());
 }
 
 TEST_F(Harbexctl, ShowsNoToken) {
