@@ -135,8 +135,9 @@ int bs_reply(bs_io* io) {
         errno = EINVAL;
         return -1;
     }
-    // A callback that has closed the descriptor already must not answer whoever got its number since.
-    if (io->caller->cookie == 0 || bsvc::socket_cookie(io->caller->fd) != io->caller->cookie) {
+    // A callback that has closed the descriptor already must not answer whoever got its number since. Old kernels
+    // have no cookies; there nothing can be compared.
+    if (io->caller->cookie != 0 && bsvc::socket_cookie(io->caller->fd) != io->caller->cookie) {
         errno = EBADF;
         return -1;
     }
