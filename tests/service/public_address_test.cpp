@@ -49,10 +49,8 @@ protected:
 TEST_F(PublicAddress, WholeRecord) {
     const Outcome outcome = call(kMethod, "whatever");
     EXPECT_EQ(outcome.reply, Record().text());
-    // Without what the calls themselves log.
-    std::vector<std::string> steps;
-    for (const std::string& line : outcome.lines)
-        if (!line.starts_with("DEBUG Response: ") && !line.starts_with("DEBUG Interface: ")) steps.push_back(line);
+    std::vector<std::string> steps = outcome.lines;
+    std::erase_if(steps, [](const std::string& line) { return line.starts_with("DEBUG Response: "); });
     EXPECT_EQ(steps, (std::vector<std::string>{
                          "DEBUG bsh API: bsh NetworkService.api.get_currentGWinfo",
                          "DEBUG gateway_ifname: wan7",
@@ -64,6 +62,8 @@ TEST_F(PublicAddress, WholeRecord) {
                          "DEBUG Getting LAN IP for interface: wan7, lan ip: 192.0.2.7",
                          "DEBUG Creating bs_auto_io in upload_to_corvane",
                          "DEBUG bsh API: bsh NetworkService.interfaces_monitor.get_info_interfaces",
+                         "DEBUG Interface: wan7, RX Rate: 12.345680, TX Rate: 8000000000.000000, TX Bytes: 11, "
+                         "RX Bytes: 4294967297",
                      }));
     EXPECT_EQ(manager().calls().back(),
               (ScriptedService<>::Call{"interfaces_monitor.get_info_interfaces", R"({"name_interface":"wan7"})"}));
@@ -71,21 +71,10 @@ TEST_F(PublicAddress, WholeRecord) {
 }
 
 TEST_F(PublicAddress, RecordFollowsTheInterface) {
-    const struct {
-        const char* name;
-        const char* type;
-        int link;
-        Record record;
-    } cases[] = {
-        {"link down", "ethernet", 0, {.stat = "1"}},
-        {"bridge", "vswitch", 1, {.type = "bridge"}},
-        {"exact match only", "vswitch0", 1, {.type = "vswitch0"}},
-        {"other case", "VSwitch", 1, {.type = "VSwitch"}},
-    };
-    for (const auto& c : cases) {
-        gateway_is(c.type, c.link);
-        expect_call(c.name, kMethod, "", c.record.text(), {});
-    }
+    gateway_is("vswitch", 0);
+    expect_call("bridge, link down", kMethod, "", Record{.stat = "1", .type = "bridge"}.text(), {});
+    gateway_is("vswitch0", 1);
+    expect_call("exact match only", kMethod, "", Record{.type = "vswitch0"}.text(), {});
 }
 
 TEST_F(PublicAddress, PositionIsTakenAsFarAsItIsKnown) {
@@ -101,31 +90,18 @@ TEST_F(PublicAddress, PositionIsTakenAsFarAsItIsKnown) {
         Record record;
         std::vector<std::string> errors;
     } cases[] = {
-        {"six digits",
-         R"(body:{"error":0,"data":{"latitude":-0.0000123456789,"longitude":121.123456,"public_ip":"a"}})",
-         {.latitude = "-1.23457e-05", .longitude = "121.123", .public_ip = "a"},
-         {}},
         {"whole numbers",
          R"(body:{"error":0,"data":{"latitude":25,"longitude":-121.0,"public_ip":"a"}})",
          {.latitude = "25", .longitude = "-121", .public_ip = "a"},
          {}},
         {"hung up", "close", nothing, {"Failed to execute corvane_expressd.GetGeoInfo", last}},
         {"empty", "body:", nothing, {"Failed to read response", last}},
-        {"no JSON", "body:geo", nothing, {"Failed to check bsh response", last}},
         {"refused", R"(body:{"error":2,"data":"position unknown"})", nothing, {"Failed to check bsh response", last}},
         {"no data", R"(body:{"error":0})", nothing, {"Failed to get data", last}},
-        {"nothing in it",
-         R"(body:{"error":0,"data":{}})",
-         nothing,
-         {no_latitude, no_longitude, no_address, empty, last}},
-        {"no latitude",
-         R"(body:{"error":0,"data":{"longitude":1.5,"public_ip":"a"}})",
-         {.latitude = "", .longitude = "1.5", .public_ip = "a"},
-         {no_latitude, empty, last}},
-        {"longitude as a text",
-         R"(body:{"error":0,"data":{"latitude":1.5,"longitude":"1.5","public_ip":"a"}})",
-         {.latitude = "1.5", .longitude = "", .public_ip = "a"},
-         {no_longitude, empty, last}},
+        {"no position",
+         R"(body:{"error":0,"data":{"longitude":"1.5","public_ip":"a"}})",
+         {.latitude = "", .longitude = "", .public_ip = "a"},
+         {no_latitude, no_longitude, empty, last}},
         {"address as a number",
          R"(body:{"error":0,"data":{"latitude":1.5,"longitude":2.5,"public_ip":7}})",
          {.latitude = "1.5", .longitude = "2.5", .public_ip = ""},
@@ -142,36 +118,23 @@ TEST_F(PublicAddress, PositionIsTakenAsFarAsItIsKnown) {
 }
 
 TEST_F(PublicAddress, OptionalPartsThatFail) {
-    {
-        manager().hang_up(kCounterQuery);
-        const Record record{.rx_rate = "0", .tx_rate = "0"};
-        expect_call("rates", kMethod, "", record.text(),
-                    {"Fail to execute NetworkService.interfaces_monitor.get_info_interfaces", "Failed to get "});
-    }
+    manager().hang_up(kCounterQuery);
+    expect_call("rates", kMethod, "", Record{.rx_rate = "0", .tx_rate = "0"}.text(),
+                {"Fail to execute NetworkService.interfaces_monitor.get_info_interfaces", "Failed to get "});
     counters_are(kCounters);
     const FailingSetting tool("getcfg", "CORVANE_REGION_ID");
     expect_call("region", kMethod, "", Record{.group_id = ""}.text(), {"Cannot get region ID"});
-    EXPECT_TRUE(
-        shell("tail -n 1 /opt/harbex/var/log/Harbex.log").out.ends_with(" get_region_id:Failed to get region ID\n"));
 }
 
 TEST_F(PublicAddress, RequiredPartsThatFail) {
-    const std::string no_address = refusal(1005, "Failed to get virtual_ip");
-    {
-        const FailingSetting tool("getcfg", "virtual_ip");
-        expect_call("unreadable", kMethod, "", no_address, {"Failed to get virtual_ip"});
-    }
     set_setting(kCorvaneConf, "virtual_ip", "\xff");
     expect_call("no text for a reply", kMethod, "", kNoReply, {});
     (void)edge_calls();
     set_setting(kCorvaneConf, "virtual_ip", "");
-    expect_call("empty", kMethod, "", no_address, {"Failed to get virtual_ip"});
+    expect_call("empty", kMethod, "", refusal(1005, "Failed to get virtual_ip"), {"Failed to get virtual_ip"});
     manager().answer(kGatewayQuery, R"({"error": 0, "data": {}})");
     expect_call("no candidates", kMethod, "", refusal(1003, ""),
                 {"Data is not an array", "Failed to get gateway ifname"});
-    manager().hang_up(kGatewayQuery);
-    expect_call("no manager", kMethod, "", refusal(1004, ""),
-                {"Failed to execute NetworkService.api.get_currentGWinfo", "Failed to get gateway ifname"});
     EXPECT_EQ(edge_calls(), std::vector<std::string>()) << "asked for nothing";
 }
 

@@ -66,8 +66,7 @@ TEST_F(ServiceLogRotation, UnderManyClients) {
     Daemon daemon;
     ASSERT_TRUE(daemon.serving());
     fill_log(kLimit);
-    std::vector<std::thread> clients;
-    clients.reserve(8);
+    std::vector<std::jthread> clients;
     for (int i = 0; i < 8; i++) {
         clients.emplace_back([] {
             for (int call = 0; call < 25; call++)
@@ -76,8 +75,7 @@ TEST_F(ServiceLogRotation, UnderManyClients) {
                 EXPECT_EQ(bus_call(kDaemonService, "Get_rxtx_bytecount").error(), 1004);
         });
     }
-    for (std::thread& client : clients)
-        client.join();
+    clients.clear();
     EXPECT_EQ(daemon.stop().status, 0);
 
     // Lines may be missing, but none is torn.

@@ -120,6 +120,29 @@ protected:
         EXPECT_EQ(outcome.errors(), errors) << method << ": " << name;
     }
 
+    struct Row {
+        const char* name;
+        std::string given;  // the request, or what is wrong with `part`
+        std::string reply;
+        std::vector<std::string> errors;
+    };
+    // One call a row; none of them changes a setting.
+    void expect_rows(const std::string& method, const std::vector<Row>& rows) {
+        const std::string before = all_settings();
+        for (const Row& row : rows)
+            expect_call(row.name, method, row.given, row.reply, row.errors);
+        EXPECT_EQ(all_settings(), before) << method;
+    }
+    void expect_faults(const std::string& part, const std::string& method, const std::string& request,
+                       const std::vector<Row>& rows) {
+        const std::string before = all_settings();
+        for (const Row& row : rows) {
+            const Fault fault(part, row.given);
+            expect_call(row.name, method, request, row.reply, row.errors);
+            EXPECT_EQ(all_settings(), before) << method << ": " << row.name;
+        }
+    }
+
     // Calls that are all in (as many as the daemon has workers) before the first one gets past a tool that is
     // replaced by a script with kGate in it; in its turn that one has logged `begun`. The replies.
     static constexpr const char* kGate = "until [ -e /tmp/sign ]; do sleep 0.05; done";

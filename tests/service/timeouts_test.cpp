@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "service_nas.h"
+#include "support/reply_rows.h"
 
 namespace harbex::test {
 namespace {
@@ -17,30 +18,18 @@ TEST(Timeouts, JudgesReports) {
         bool good;
         bool timeout;
     } cases[] = {
-        {"good", 30, kNow, true, false},
-        {"good, long after", 100'000, kNow, true, false},
         {"good, in time for a time-out", 90, kNow, true, false},
-        {"bad at once", 0, kNow, false, false},
         {"bad, a minute after", 60, kNow - 60, false, false},
         {"bad, just above a minute", 61, kNow - 60, false, true},
         {"bad, two minutes after", 120, kNow - 60, false, true},
         {"bad, longer ago: starts over", 121, kNow, false, false},
-        {"bad, the first ever", kNow, kNow, false, false},
         {"bad, clock set back", -500, kNow + 500, false, false},
-        {"good, clock set back", -500, kNow, true, false},
     };
     for (const auto& c : cases) {
         int64_t reference = kNow - c.since_reference_s;
         EXPECT_EQ(service::judge_report(c.good, kNow, reference), c.timeout) << c.name;
         EXPECT_EQ(reference, c.new_reference) << c.name;
     }
-
-    // A failure that lasts: every further bad report within a minute of the one before.
-    int64_t reference = kNow;
-    EXPECT_TRUE(service::judge_report(false, kNow + 61, reference));
-    EXPECT_TRUE(service::judge_report(false, kNow + 62, reference));
-    EXPECT_TRUE(service::judge_report(false, kNow + 122, reference));
-    EXPECT_FALSE(service::judge_report(false, kNow + 183, reference));
 }
 
 constexpr const char* kMethod = "Update_and_check_timeout";
@@ -49,38 +38,27 @@ const std::string kNone = success(R"({"is_mqtt_timeout": false, "is_ipsec_timeou
 using TimeoutMethods = ServiceNas;
 
 TEST_F(TimeoutMethods, JudgesRequests) {
-    const std::string no_mqtt = "Missing or invalid mqtt_status field";
-    const std::string no_vpn = "Missing or invalid vpn_status field";
-    const struct {
-        const char* name;
-        std::string request;
-        std::string reply;
-        std::vector<std::string> errors;
-        std::string taken;  // as "mqtt_status=…, vpn_status=…"; "" when refused
-    } cases[] = {
-        {"both good", R"({"mqtt_status": true, "vpn_status": true})", kNone, {}, "mqtt_status=1, vpn_status=1"},
-        {"one good", R"({"mqtt_status": false, "vpn_status": true})", kNone, {}, "mqtt_status=0, vpn_status=1"},
-        {"other types",
-         R"({"mqtt_status": 1, "vpn_status": "true"})",
-         kNone,
-         {no_mqtt, no_vpn},
-         "mqtt_status=0, vpn_status=0"},
-        {"one missing", R"({"mqtt_status": true})", kNone, {no_vpn}, "mqtt_status=1, vpn_status=0"},
-        {"no object", "[true, true]", kNone, {no_mqtt, no_vpn}, "mqtt_status=0, vpn_status=0"},
-        {"nothing", "", refusal(1003, "No input data"), {"Failed to read input data"}, ""},
-        {"cut short",
-         R"({"mqtt_status": true)",
-         refusal(1003, "Invalid JSON input"),
-         {"Failed to parse JSON: '}' expected near end of file"},
-         ""},
+    const char* cut_short = R"({"mqtt_status": true)";
+    const char* other_types = R"({"mqtt_status": 1, "vpn_status": "true"})";
+    expect_rows(kMethod, {
+                             {"nothing", "", refusal(1003, "No input data"), {"Failed to read input data"}},
+                             {"cut short",
+                              cut_short,
+                              refusal(1003, "Invalid JSON input"),
+                              {"Failed to parse JSON: " + parser_text(cut_short)}},
+                             {"other types",
+                              other_types,
+                              kNone,
+                              {"Missing or invalid mqtt_status field", "Missing or invalid vpn_status field"}},
+                         });
+    const std::pair<std::string, std::string> taken[] = {
+        {R"({"mqtt_status": false, "vpn_status": true})", "mqtt_status=0, vpn_status=1"},
+        {other_types, "mqtt_status=0, vpn_status=0"},
     };
-    for (const auto& c : cases) {
-        const Outcome outcome = call(kMethod, c.request);
-        EXPECT_EQ(outcome.reply, c.reply) << c.name;
-        EXPECT_EQ(outcome.errors(), c.errors) << c.name;
-        const std::string last = outcome.lines.empty() ? "" : outcome.lines.back();
-        if (c.taken.empty()) continue;
-        EXPECT_EQ(last, "DEBUG Status updated: " + c.taken + ", is_mqtt_timeout=0, is_ipsec_timeout=0") << c.name;
+    for (const auto& [request, status] : taken) {
+        const std::vector<std::string> lines = call(kMethod, request).lines;
+        ASSERT_FALSE(lines.empty());
+        EXPECT_EQ(lines.back(), "DEBUG Status updated: " + status + ", is_mqtt_timeout=0, is_ipsec_timeout=0");
     }
 }
 
@@ -114,7 +92,6 @@ TEST_F(TimeoutMethods, EachLinkHasItsReferenceTime) {
     const Seen second = report(R"({"mqtt_status": true, "vpn_status": false})");
     EXPECT_EQ(second.mqtt, first.now);
     EXPECT_EQ(second.ipsec, first.now);
-    EXPECT_GT(second.now, first.now);
     next_second(second.now);
     const Seen third = report(R"({"mqtt_status": false, "vpn_status": true})");
     EXPECT_EQ(third.mqtt, second.now);
@@ -129,19 +106,13 @@ TEST_F(TimeoutMethods, EachLinkHasItsReferenceTime) {
 }
 
 TEST_F(TimeoutMethods, ManyReportersAtOnce) {
-    std::vector<std::thread> reporters;
-    reporters.reserve(6);
-    for (int i = 0; i < 6; i++) {
-        reporters.emplace_back([i] {
-            for (int j = 0; j < 10; j++) {
-                const std::string good = i % 2 == 0 ? "true" : "false";
-                const std::string body = R"({"mqtt_status": )" + good + R"(, "vpn_status": false})";
-                EXPECT_EQ(bus_call(kDaemonService, i == 5 ? "Flush_timeout" : kMethod, body).error(), 0);
-            }
+    std::vector<std::jthread> reporters;
+    for (const char* method : {kMethod, kMethod, kMethod, "Flush_timeout"}) {
+        reporters.emplace_back([method] {
+            for (int i = 0; i < 15; i++)
+                EXPECT_EQ(bus_call(kDaemonService, method, R"({"mqtt_status": true})").error(), 0);
         });
     }
-    for (std::thread& reporter : reporters)
-        reporter.join();
 }
 
 }  // namespace

@@ -21,33 +21,36 @@ TEST_F(TunnelStatistics, CountersAndTunnels) {
     EXPECT_EQ(outcome.errors(), std::vector<std::string>());
     EXPECT_EQ(edge_calls(), std::vector<std::string>{"GetIpsecStatus "});
     EXPECT_EQ(shell(R"(edge_state change '{"tunnels": null}')").status, 0);
-    EXPECT_NE(call(kMethod).reply.find(R"("tunnels": {"router": {}, "supernode": {}})"), std::string::npos);
+    counters_are(R"({"rx_rate": 1000, "tx_rate": 0, "rx_bytes": 1, "tx_bytes": 2})");
+    expect_call("whole numbers, no tunnels", kMethod, "",
+                success(R"({"interface": {"name": "wan7", "rx_bytes": 1, "tx_bytes": 2, "rx_rate": 8.0, )"
+                        R"("tx_rate": 0.0, "rx_packets_count": 4294967300, "tx_packets_count": 3}, )"
+                        R"("tunnels": {"router": {}, "supernode": {}}})"),
+                {});
 }
 
 TEST_F(TunnelStatistics, PartsThatFail) {
     const std::string refused = refusal(1004, "");
-    const struct {
-        const char* name;
-        const char* fault;
-        std::string error;
-    } cases[] = {
-        {"hung up", "close", "Failed to execute corvane_expressd.GetIpsecStatus"},
-        {"empty", "body:", "Failed to read response"},
-        {"refused", R"(body:{"error":7})", "Failed to check bsh response"},
-        {"no data", R"(body:{"error":0})", "Failed to get data"},
-    };
-    for (const auto& c : cases) {
-        const Fault fault("corvane_expressd.GetIpsecStatus", c.fault);
-        expect_call(c.name, kMethod, "", refused, {c.error});
-    }
+    expect_faults("corvane_expressd.GetIpsecStatus", kMethod, "",
+                  {
+                      {"hung up", "close", refused, {"Failed to execute corvane_expressd.GetIpsecStatus"}},
+                      {"refused", R"(body:{"error":7})", refused, {"Failed to check bsh response"}},
+                      {"no data", R"(body:{"error":0})", refused, {"Failed to get data"}},
+                  });
     (void)edge_calls();
-    counters_are(R"({"rx_rate": 1.0})");
-    expect_call("counters", kMethod, "", refusal(1013, ""), {"Failed to get rx_rate, tx_bytes, tx_rate, rx_bytes"});
+    const std::pair<const char*, const char*> counters[] = {
+        {"", "Failed to read response"},
+        {R"({"error": 1})", "Failed to check bsh response"},
+        {R"({"error": 0})", "Failed to get data"},
+        {R"({"error": 0, "data": {"rx_rate": 1.0, "tx_rate": 1.0, "rx_bytes": 1}})",
+         "Failed to get rx_rate, tx_bytes, tx_rate, rx_bytes"},
+    };
+    for (const auto& [answer, error] : counters) {
+        manager().answer(kCounterQuery, answer);
+        expect_call(answer, kMethod, "", refusal(1013, ""), {error});
+    }
     manager().answer(kGatewayQuery, R"({"error": 0, "data": {}})");
     expect_call("no candidates", kMethod, "", refusal(1003, ""), {"Data is not an array", "Cannot get gateway info"});
-    manager().hang_up(kGatewayQuery);
-    expect_call("no manager", kMethod, "", refused,
-                {"Failed to execute NetworkService.api.get_currentGWinfo", "Cannot get gateway info"});
     EXPECT_EQ(edge_calls(), std::vector<std::string>()) << "asked for nothing";
 }
 

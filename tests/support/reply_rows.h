@@ -7,10 +7,36 @@
 #include <string>
 #include <vector>
 
+#include "common/json.h"
 #include "support/scripted_service.h"
 #include "support/trace_reader.h"
 
 namespace harbex::test {
+
+inline std::string print_text(JsonValue& document) {
+    char* text = nullptr;
+    size_t length = 0;
+    FILE* stream = open_memstream(&text, &length);
+    document.print(stream);
+    fclose(stream);
+    std::string found(text, length);
+    free(text);
+    return found;
+}
+
+// The result of an operation and its output, which holds something before.
+template <typename Operation>
+std::string on_text(Operation operation, std::string text = "before") {
+    const int code = operation(text);
+    return std::to_string(code) + " " + text;
+}
+template <typename Operation>
+std::string on_document(Operation operation) {
+    JsonValue document;
+    document["kept"] = 1;
+    const int code = operation(document);
+    return std::to_string(code) + " " + print_text(document);
+}
 
 struct BusOperation {
     const char* method;

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "appliance/cloud_client.h"
-#include "common/json.h"
 #include "common/settings_files.h"
 #include "support/fault.h"
 #include "support/files.h"
@@ -36,17 +35,6 @@ inline void replace_in(const char* file, const std::string& from, const std::str
     const size_t found = text.find(from);
     ASSERT_NE(found, std::string::npos) << from;
     write_text(file, text.replace(found, from.size(), to));
-}
-
-inline std::string print_text(JsonValue& document) {
-    char* text = nullptr;
-    size_t length = 0;
-    FILE* stream = open_memstream(&text, &length);
-    document.print(stream);
-    fclose(stream);
-    std::string found(text, length);
-    free(text);
-    return found;
 }
 
 inline std::string last_error(TraceReader& log) {

@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <regex>
-#include <set>
-
 #include "corvane/device/settings.h"
 #include "support/files.h"
 #include "support/trace_reader.h"
@@ -24,73 +21,51 @@ void set_site_and_region(const std::string& site, const std::string& region) {
 }
 
 const struct Builder {
-    const char* name;
     std::string (*url)(std::string);
     const char* host;
 } kBuilders[] = {
-    {"organisation centre", get_org_center_api_url, "org-center"},
-    {"account centre", get_account_center_api_url, "account-center"},
-    {"management", get_corvane_api_url, "corvane-api"},
-    {"authentication", get_auth_connector_api_url, "auth-connector"},
+    {get_org_center_api_url, "org-center"},
+    {get_account_center_api_url, "account-center"},
+    {get_corvane_api_url, "corvane-api"},
+    {get_auth_connector_api_url, "auth-connector"},
 };
 
 TEST(Url, OfEverySiteAndRegion) {
     const struct {
-        const char* site;
-        const char* suffix;
-        bool known;
+        const char *site, *suffix, *invalid;  // the last as the complaint names it
     } sites[] = {
-        {"production", "", true}, {"Production", "", true}, {"aLPHA", "-alpha", true}, {"qa", "-qa-nr", true},
-        {"dev", "-dev", true},    {"qa-nr", "", false},     {"elsewhere", "", false},
+        {"Production", "", ""}, {"aLPHA", "-alpha", ""}, {"qa", "-qa-nr", ""},
+        {"dev", "-dev", ""},    {"QA-nr", "", "qa-nr"},
     };
     const struct {
-        const char* region;
-        const char* domain;
-    } regions[] = {
-        {"GLB", "harbex.example"},
-        {"glb", "harbex.example"},
-        {"CN", "harbex-cn.example"},
-        {"global", "harbex-cn.example"},
-    };
-    std::set<std::string> hosts;
+        const char *region, *domain;
+    } regions[] = {{"GLB", "harbex.example"}, {"glb", "harbex.example"}, {"global", "harbex-cn.example"}};
     for (const auto& site : sites) {
         for (const auto& region : regions) {
             set_site_and_region(site.site, region.region);
             for (const Builder& builder : kBuilders) {
                 test::TraceReader log;
                 const std::string base = std::string("https://") + builder.host + site.suffix + "." + region.domain;
-                const std::string where = std::string(builder.name) + ", " + site.site + ", " + region.region;
+                const std::string where = std::string(builder.host) + ", " + site.site + ", " + region.region;
                 EXPECT_EQ(builder.url("/v1/x"), base + "/v1/x") << where;
-                hosts.insert(base);
-                std::string lower = site.site;
-                for (char& letter : lower)
-                    letter = static_cast<char>(tolower(letter));
                 Lines expected;
-                if (!site.known) expected.push_back("ERROR Invalid site: " + lower);
+                if (*site.invalid != '\0') expected.push_back(std::string("ERROR Invalid site: ") + site.invalid);
                 expected.push_back("DEBUG Request URL: " + base + "/v1/x");
                 EXPECT_EQ(log.lines(), expected) << where;
             }
         }
     }
-    EXPECT_EQ(hosts.size(), 32U) << "a host of its own for every cell";
 }
 
 TEST(Url, OfTheDevelopmentCluster) {
-    const struct {
-        const char* region;
-        const char* url;
-    } cases[] = {
-        {"GLB", "https://corvane-api-sy.harbex.example:31521/p"},
-        {"CN", "/p"},  // the cluster has no part there: nothing but the path
-    };
-    for (const auto& c : cases) {
-        set_site_and_region("SY", c.region);
-        test::TraceReader log;
-        EXPECT_EQ(get_corvane_api_url("/p"), c.url);
-        EXPECT_EQ(log.lines(), Lines{std::string("DEBUG Request URL: ") + c.url});
-        (void)get_org_center_api_url("/p");
-        EXPECT_EQ(log.lines().front(), "ERROR Invalid site: sy") << "no other service knows it";
-    }
+    set_site_and_region("SY", "GLB");
+    EXPECT_EQ(get_corvane_api_url("/p"), "https://corvane-api-sy.harbex.example:31521/p");
+    set_site_and_region("SY", "CN");
+    test::TraceReader log;
+    EXPECT_EQ(get_corvane_api_url("/p"), "/p") << "the cluster has no part there";
+    EXPECT_EQ(log.lines(), Lines{"DEBUG Request URL: /p"});
+    (void)get_org_center_api_url("/p");
+    EXPECT_EQ(log.lines().front(), "ERROR Invalid site: sy") << "no other service knows it";
 }
 
 TEST(Url, DependsOnTheSiteOfItsOwnReader) {

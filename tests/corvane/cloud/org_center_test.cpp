@@ -1,6 +1,6 @@
 #include "corvane/cloud/org_center.h"
 
-#include "common/error_code.h"
+#include "common/json_owner.h"
 #include "support/signed_in_nas.h"
 
 namespace harbex::test {
@@ -8,18 +8,12 @@ namespace {
 
 constexpr const char* kOrganizationFault = "cloud:/v1.2/organization";
 const std::string kNoJson = "Failed to parse JSON: ";
+const std::string kKept = R"({"kept":1})";
 
 // The operations, with outputs of known contents.
-std::string list() {
-    JsonValue organizations(7);
-    const int code = corvane::get_organization_list(organizations);
-    return std::to_string(code) + " " + print_text(organizations);
-}
-std::string create() {
-    std::string id = "before";
-    const int code = corvane::create_organization("n", id);
-    return std::to_string(code) + " " + id;
-}
+constexpr auto list = [] { return on_document(corvane::get_organization_list); };
+constexpr auto contact_email = [] { return on_text(corvane::get_contact_email); };
+constexpr auto create = [] { return on_text([](std::string& id) { return corvane::create_organization("n", id); }); };
 std::string store_contact() {
     const int code = corvane::set_corvane_bid_conf();
     return std::to_string(code) + " " + stored(kBidConf, "DISPLAY_NAME") + "," + stored(kBidConf, "EMAILS") + "," +
@@ -29,13 +23,8 @@ std::string store_site() {
     const int code = corvane::set_site_id("org-b41d92");
     return std::to_string(code) + " " + stored(kCorvaneConf, "CORVANE_SITE_ID");
 }
-std::string contact_email() {
-    std::string email = "before";
-    const int code = corvane::get_contact_email(email);
-    return std::to_string(code) + " " + email;
-}
 
-class OrgCenter : public SignedInNas {};
+using OrgCenter = SignedInNas;
 
 TEST_F(OrgCenter, ListsOrganizations) {
     EXPECT_EQ(R"(0 [{"name":"Field Office","organization_id":"org-7f3a1c","is_default":true},)"
@@ -43,6 +32,7 @@ TEST_F(OrgCenter, ListsOrganizations) {
               list());
     EXPECT_EQ("GET /v1.2/organization\naccept: application/json\nAuthorization: Bearer " + vellum_token() + "\n",
               request_text(recorded_requests().at(0).get()));
+    const std::string kept = "49 " + kKept;
     const std::string incomplete = "Failed to get name or organization_id";
     expect_faults(kOrganizationFault, list,
                   {
@@ -50,13 +40,11 @@ TEST_F(OrgCenter, ListsOrganizations) {
                        R"(0 [{"name":1,"organization_id":null,"is_default":false}])", ""},
                       {R"(body:{"result":[{"name":"b","organization_id":"2","created_by":{"is_default":"true"}}]})",
                        R"(0 [{"name":"b","organization_id":"2","is_default":false}])", ""},
-                      {R"(body:{"result":[{"name":"a","organization_id":"1"},{"name":"b"}]})", "49 7", incomplete},
-                      {R"(body:{"result":["a"]})", "49 7", incomplete},
-                      {R"(body:{"result":{}})", "49 7", "Failed to get result array"},
-                      {"body:[]", "49 7", "Failed to get result array"},
-                      {"body:{", "49 7", kNoJson},
-                      {"status:401,body:{}", "51 7", "Failed to fetch organization list, easycurl error: 82"},
-                      {"close", "51 7", "Failed to fetch organization list, easycurl error: "},
+                      {R"(body:{"result":[{"name":"a","organization_id":"1"},{"name":"b"}]})", kept, incomplete},
+                      {R"(body:{"result":[{"organization_id":"1"}]})", kept, incomplete},
+                      {R"(body:{"result":{}})", kept, "Failed to get result array"},
+                      {"body:{", kept, kNoJson},
+                      {"status:401,body:{}", "51 " + kKept, "Failed to fetch organization list, easycurl error: 82"},
                   });
 }
 
@@ -69,11 +57,10 @@ TEST_F(OrgCenter, AUserWithoutOrganizationsGetsOne) {
                   "\nContent-Type: application/json\n{\"name\": \"My Organization\", \"size\": \"5~9\"}",
               request_text(recorded_requests().at(1).get()));
     shell("cloudctl set '{\"organizations\": []}'");
-    expect_faults("cloud:#2", list, {{"status:500", "51 7", "Failed to create organization"}});
+    expect_faults("cloud:#2", list, {{"status:500", "51 " + kKept, "Failed to create organization"}});
     EXPECT_EQ("GET /v1.2/organization\nPOST /v1.2/organization", requests());
-    const JsonOwner kept(json_pack("{s:O}", "organizations", json_object_get(before.get(), "organizations")));
-    const std::unique_ptr<char, decltype(&free)> text(json_dumps(kept.get(), 0), &free);
-    EXPECT_EQ(0, shell(std::string("cloudctl set '") + text.get() + "'").status);
+    const std::string kept = json_dump_text(json_object_get(before.get(), "organizations"), 0);
+    EXPECT_EQ(0, shell("cloudctl set '{\"organizations\": " + kept + "}'").status);
 }
 
 TEST_F(OrgCenter, JudgesACreation) {
@@ -84,7 +71,6 @@ TEST_F(OrgCenter, JudgesACreation) {
                       {R"(body:{"code":0,"result":{"organization_id":"o"}})", "0 o", ""},
                       {R"(body:{"code":"0","result":{"organization_id":"o"}})", "51 before", refused + "0"},
                       {R"(body:{"code":-5})", "51 before", refused + "-5"},
-                      {R"(body:{"code":true,"result":{"organization_id":"o"}})", "51 before", refused},
                       {R"(body:{"code":0,"result":[]})", "49 before", "Failed to get result object"},
                       {R"(body:{"code":0,"result":{"organization_id":7}})", "49 before", no_id},
                       {"body:", "51 before", kNoJson},
@@ -92,7 +78,7 @@ TEST_F(OrgCenter, JudgesACreation) {
                   });
     replace_in(kBidConf, "VELLUM_TOKEN", "NO_TOKEN");
     EXPECT_EQ("63 before", create());
-    EXPECT_EQ("63 7", list());
+    EXPECT_EQ("63 " + kKept, list());
 }
 
 TEST_F(OrgCenter, StoresTheAccountsRecord) {
@@ -105,7 +91,6 @@ TEST_F(OrgCenter, StoresTheAccountsRecord) {
             {R"(body:{"result":{"display_name":"Eva","email":"e@x","site":"GLOBAL"}})", "0 Eva,e@x,GLB", ""},
             {R"(body:{"result":{"display_name":"E \"v\"","email":"e","site":"Global"}})", "0 E \"v\",e,Global", ""},
             {R"(body:{"result":{"display_name":"Eva","email":"","site":"CN"}})", "60" + before, empty},
-            {R"(body:{"result":{"display_name":"Eva","email":["e"],"site":"CN"}})", "60" + before, empty},
             {R"(body:{"result":{"display_name":"Eva","email":"e\nVELLUM_TOKEN = x","site":"CN"}})",
              "60 Eva,ada.field@harbex.example,GLB", "Failed to set email"},
             {R"(body:{"result":"Eva"})", "49" + before, shape},
@@ -123,10 +108,7 @@ TEST_F(OrgCenter, StoresTheAccountsRecord) {
 }
 
 TEST_F(OrgCenter, TellsWhyTheAccountCentreIsOutOfReach) {
-    const auto ask = [] {
-        std::string response;
-        return std::to_string(corvane::account_center_api_me(response)) + " " + response;
-    };
+    const auto ask = [] { return on_text(corvane::account_center_api_me, ""); };
     expect_faults("cloud:/v1.1/me", ask,
                   {
                       {"refuse", "85 ", "Operation timed out"},
@@ -168,9 +150,7 @@ TEST_F(OrgCenter, StoresTheFirstSite) {
                   {
                       {R"(body:{"result":[{"organization_site_id":"s 1"},{}]})", "0 s 1", "orgId: "},
                       {R"(body:{"result":[]})", before, none},
-                      {R"(body:{"result":{"organization_site_id":"s"}})", before, none},
                       {R"(body:{"result":[{"organization_site_id":7}]})", before, invalid},
-                      {R"(body:{"result":["s"]})", before, invalid},
                       {"body:sites", before, kNoJson},
                       {"exit:1", before, kNoJson},
                   });

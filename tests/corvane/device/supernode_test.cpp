@@ -1,10 +1,6 @@
 #include "corvane/device/supernode.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
 #include <optional>
-#include <string>
 
 #include "common/error_code.h"
 #include "common/settings_files.h"
@@ -52,10 +48,8 @@ TEST(Supernode, BadRecordsWriteNothing) {
         return record.replace(record.find(from), from.size(), to);
     };
     const struct {
-        std::string record;
-        std::string error;
+        std::string record, error;
     } cases[] = {
-        {"", "JSON parse error: " + parser_text("")},
         {"{\"data\":", "JSON parse error: " + parser_text("{\"data\":")},
         {R"({"data":"{}"})", "Expected data object"},
         {with("\"k/+=\"", "5"), fields},
@@ -93,9 +87,7 @@ TEST(VirtualIp, IsCheckedStoredPushedAndAnnounced) {
         std::string intersect;  // the manager's reply
         const char* broken;     // the daemon's method that is hung up on, or the tool that fails
         int result;
-        std::string stored;
-        std::string pushed;
-        std::string errors;
+        std::string stored, pushed, errors;
     } cases[] = {
         {"clash", R"({"error":1})", "", ERR_WRONG_VIRTUAL_IP, old_ip, "",
          asked + "ip pool conflict with Tessel network.\nVirtual ip 10.8.0.9 is in network intersect"},

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <vector>
-
 #include "peers.h"
 
 namespace bsvc::test {
@@ -9,29 +7,15 @@ namespace {
 
 TEST(Call, CarriesAnyBytesOfAnySize) {
     const Running service;
-    const struct {
-        const char* name;
-        std::string body;
-    } cases[] = {
-        {"empty", ""},
-        {"text", R"({"ifname": "eth0"})"},
-        {"every byte value",
-         [] {
-             std::string all;
-             for (int i = 0; i < 1024; ++i)
-                 all += static_cast<char>(i % 256);
-             return all;
-         }()},
-        {"just above one read", std::string(70'000, 'r')},
-        {"the most a request may have", std::string(kMaxPayload - 4, 'm')},
-    };
-    for (const auto& c : cases) {
-        const Outcome outcome = call("echo", c.body);
-        EXPECT_EQ(outcome.result, BS_CALL_OK) << c.name;
-        EXPECT_TRUE(outcome.text == c.body) << c.name;
+    std::string most;
+    for (size_t i = 0; i < kMaxPayload - 4; ++i)
+        most += static_cast<char>((i + i / 256) % 256);
+    for (const std::string& body : {std::string(), most.substr(0, 1024), most}) {
+        const Outcome outcome = call("echo", body);
+        EXPECT_EQ(outcome.result, BS_CALL_OK) << body.size();
+        EXPECT_TRUE(outcome.text == body) << body.size();
     }
-    const std::string long_method(5000, 'm');
-    EXPECT_EQ(call(long_method, "b").text, "b");
+    EXPECT_EQ(call(std::string(5000, 'm'), "b").text, "b");
     EXPECT_EQ(call("", "an empty method is the service's affair").result, BS_CALL_OK);
 }
 
@@ -55,41 +39,24 @@ TEST(Call, SpeaksTheWire) {
     EXPECT_EQ(seen, expected);
 }
 
-TEST(Call, TellsItsFailuresApartAndKeepsTheRequest) {
+TEST(Call, KeepsTheRequestOfAFailure) {
     const Running service;
-    held = true;
-    leave_stale_socket("bus_test_stale");
-    const std::string request = "the request";
     const struct {
-        const char* name;
-        const char* service;
-        const char* method;
+        const char *name, *method;
         std::string body;
-        int timeout_s;
-        int result;
+        int timeout_s, result;
     } cases[] = {
-        {"nobody of that name", "bus_test_nobody", "echo", request, 20, BS_CALL_NO_SERVICE},
-        {"a dead service's socket", "bus_test_stale", "echo", request, 20, BS_CALL_REFUSED},
-        {"no reply", kService, "silent", request, 20, BS_CALL_CLOSED},
-        {"reply above the limit", kService, "produce", "1048577", 20, BS_CALL_TOO_LARGE},
-        {"request above the limit", kService, "echo", std::string(kMaxPayload - 3, 'x'), 20, BS_CALL_TOO_LARGE},
-        {"too slow", kService, "hold", request, 1, BS_CALL_TIMEOUT},
-        {"a name with a slash", "../bsvc/bus_test", "echo", request, 20, BS_CALL_ERROR},
-        {"an empty name", "", "echo", request, 20, BS_CALL_ERROR},
-        {"a name too long for an address",
-         "n234567890123456789012345678901234567890123456789012345678901234567890"
-         "12345678901234567890",
-         "echo", request, 20, BS_CALL_ERROR},
-        {"a negative time-out", kService, "echo", request, -1, BS_CALL_ERROR},
+        {"no reply", "silent", "request", 20, BS_CALL_CLOSED},
+        {"reply above the limit", "produce", "1048577", 20, BS_CALL_TOO_LARGE},
+        {"request above the limit", "echo", std::string(kMaxPayload - 3, 'x'), 20, BS_CALL_TOO_LARGE},
+        {"a negative time-out", "echo", "request", -1, BS_CALL_ERROR},
     };
     for (const auto& c : cases) {
-        const Outcome outcome = call(c.method, c.body, c.timeout_s, c.service);
+        const Outcome outcome = call(c.method, c.body, c.timeout_s);
         EXPECT_EQ(outcome.result, c.result) << c.name;
         EXPECT_TRUE(outcome.text == c.body) << c.name;
     }
-    held = false;
     EXPECT_EQ(call("produce", "1048576").text.size(), kMaxPayload);
-    unlink(address_of("bus_test_stale").sun_path);
 }
 
 TEST(Call, JudgesBrokenReplies) {
@@ -100,7 +67,6 @@ TEST(Call, JudgesBrokenReplies) {
     } cases[] = {
         {"half a header", reply_bytes("x").substr(0, 7), BS_CALL_CLOSED},
         {"half a body", reply_bytes("0123456789").substr(0, 15), BS_CALL_CLOSED},
-        {"half a long body", reply_bytes(std::string(500'000, 'x')).substr(0, 300'000), BS_CALL_CLOSED},
         {"another protocol", "HTTP/1.1 200 OK\r\n\r\n", BS_CALL_CLOSED},
         {"another version", std::string("BSSR\2\0\0\0\0\0\0\0", 12), BS_CALL_CLOSED},
         {"more than announced", reply_bytes("x") + "y", BS_CALL_CLOSED},
@@ -160,32 +126,24 @@ TEST(Call, WaitsForAFullBacklog) {
 TEST(Call, MayCallItsOwnService) {
     const Running service(4);
     EXPECT_EQ(call("nest", "3").text, "ground") << "three handlers wait for the fourth";
-    std::vector<std::thread> callers;
     std::atomic<int> right = 0;
-    for (int i = 0; i < 3; ++i)
-        callers.emplace_back([&] {
-            for (int k = 0; k < 100; ++k)
-                right += call("nest", "1", 60).text == "ground";
-        });
-    for (std::thread& caller : callers)
-        caller.join();
+    in_threads(3, [&](int) {
+        for (int k = 0; k < 100; ++k)
+            right += call("nest", "1", 60).text == "ground";
+    });
     EXPECT_EQ(right, 300);
 }
 
 TEST(Call, ManyAtOnceEachGetTheirOwnReply) {
     const Running service;
-    std::vector<std::thread> callers;
     std::atomic<int> wrong = 0;
-    for (int i = 0; i < 8; ++i)
-        callers.emplace_back([&, i] {
-            for (int k = 0; k < 200; ++k) {
-                const std::string body(static_cast<size_t>(k * 37 % 9000), static_cast<char>('a' + i));
-                const Outcome outcome = call("echo", body);
-                wrong += outcome.result != BS_CALL_OK || outcome.text != body;
-            }
-        });
-    for (std::thread& caller : callers)
-        caller.join();
+    in_threads(8, [&](int i) {
+        for (int k = 0; k < 200; ++k) {
+            const std::string body(static_cast<size_t>(k * 37 % 9000), static_cast<char>('a' + i));
+            const Outcome outcome = call("echo", body);
+            wrong += outcome.result != BS_CALL_OK || outcome.text != body;
+        }
+    });
     EXPECT_EQ(wrong, 0);
     EXPECT_TRUE(eventually([&] { return service.traffic().open == 0; }));
 }

@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/wait.h>
 
 #include <cerrno>
 
 #include "peers.h"
+#include "support/run_program.h"
 
 namespace bsvc::test {
 namespace {
@@ -75,9 +75,7 @@ TEST(Lifecycle, CallsBeforeStartWaitForIt) {
 int run_apart(int (*body)()) {
     const pid_t child = fork();
     if (child == 0) _exit(body());
-    int status = 0;
-    if (waitpid(child, &status, 0) != child) return -1;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return harbex::test::wait_for(child);
 }
 
 bs_service* signalled = nullptr;

@@ -17,6 +17,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <vector>
 
 #include "bus/descriptor.h"
 #include "bus/framing.h"
@@ -64,6 +65,14 @@ inline bool eventually(const std::function<bool()>& condition) {
         std::this_thread::sleep_for(5ms);
     }
     return condition();
+}
+
+inline void in_threads(int count, const std::function<void(int number)>& work) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < count; ++i)
+        threads.emplace_back(work, i);
+    for (std::thread& thread : threads)
+        thread.join();
 }
 
 inline ptrdiff_t open_descriptors() {

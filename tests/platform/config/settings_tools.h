@@ -1,12 +1,10 @@
 // The two tools as scripts call them, and a folder to try them in.
 #pragma once
 
-#include <gtest/gtest.h>
-#include <stdlib.h>
-
 #include <filesystem>
 #include <string>
 
+#include "common/in_folder.h"
 #include "support/files.h"
 #include "support/run_program.h"
 
@@ -30,20 +28,12 @@ inline void expect_failure(const Finished& run, const std::string& name) {
     EXPECT_EQ(run.err.find('\n'), run.err.size() - 1) << name << ": " << run.err;
 }
 
-class InFolder : public testing::Test {
+class WithSettings : public InFolder {
 protected:
-    InFolder() {
-        std::string name = "/tmp/settings.XXXXXX";
-        folder_ = mkdtemp(name.data());
-        file_ = folder_ / "corvane.conf";
-    }
-    ~InFolder() override { std::filesystem::remove_all(folder_); }
-
     // How many entries the folder has.
     long entries() const { return std::distance(std::filesystem::directory_iterator(folder_), {}); }
 
-    std::filesystem::path folder_;
-    std::filesystem::path file_;
+    const std::filesystem::path file_ = folder_ / "corvane.conf";
 };
 
 }  // namespace harbex::test

@@ -28,50 +28,32 @@ std::string ways_out(const BusReply& reply) {
     return all;
 }
 
-// "192.0.2.1/255.255.255.0 …" of the status member "IPv4" or "IPv6".
-std::string addresses(const json_t* status, const char* family) {
-    std::string all;
-    std::size_t i = 0;
-    json_t* element = nullptr;
-    json_array_foreach(json_object_get(status, family), i, element) all +=
-        (all.empty() ? "" : " ") + text(element, "ip") + "/" + text(element, "netmask");
-    return all;
-}
-
 class Gateways : public Manager {};
 
 TEST_F(Gateways, ElementTellsTheKernelsFigures) {
     shell("ip -6 addr add 2001:db8::10/60 dev eth0 nodad; ip addr add 10.9.0.5/16 dev eth0");
     send_through_eth0(5);
-    const struct {
-        const char *member, *counter;
-    } counters[] = {{"tx_bytes_count", "tx.bytes"},
-                    {"rx_bytes_count", "rx.bytes"},
-                    {"tx_packets_count", "tx.packets"},
-                    {"rx_packets_count", "rx.packets"}};
+    const std::string counters[] = {"tx.bytes", "rx.bytes", "tx.packets", "rx.packets"};
     std::vector<long long> before;
-    for (const auto& c : counters)
-        before.push_back(counter(c.counter));
+    for (const std::string& name : counters)
+        before.push_back(counter(name));
     const BusReply reply = call(kMethod, "what a caller sends here does not matter");
 
-    EXPECT_EQ(reply.text.rfind("{\"error\": 0, \"data\": [{", 0), 0U) << reply.text;
+    const std::string known =
+        R"({"error": 0, "data": [{"ifname": "eth0", "display_name": "Adapter 1", "interface_type": "ethernet", )"
+        R"("metric": 100, "status": {"link_running": 1, "vlan_id": 0, "display_name": "Adapter 1", )"
+        R"("ip4_type": "static", "physical_loc": "NAS Port 1", )"
+        R"("IPv4": [{"ip": "192.168.1.10", "netmask": "255.255.255.0"}, {"ip": "10.9.0.5", "netmask": "255.255.0.0"}], )"
+        R"("IPv6": [{"ip": "2001:db8::10", "netmask": "ffff:ffff:ffff:fff0::"}, {"ip": "fe80::)";
+    EXPECT_EQ(reply.text.substr(0, known.size()), known);
     ASSERT_EQ(ways_out(reply), "eth0 100");
-    const json_t* element = json_array_get(reply.data(), 0);
-    const json_t* status = json_object_get(element, "status");
-    EXPECT_EQ(text(element, "display_name"), "Adapter 1");
-    EXPECT_EQ(text(element, "interface_type"), "ethernet");
-    EXPECT_EQ(text(status, "physical_loc"), "NAS Port 1");
-    EXPECT_EQ(text(status, "ip4_type"), "static");
-    EXPECT_EQ(number(status, "link_running"), 1);
-    EXPECT_EQ(number(status, "vlan_id"), 0);
-    EXPECT_EQ(addresses(status, "IPv4"), "192.168.1.10/255.255.255.0 10.9.0.5/255.255.0.0");
-    EXPECT_EQ(addresses(status, "IPv6").rfind("2001:db8::10/ffff:ffff:ffff:fff0:: fe80::", 0), 0U)
-        << addresses(status, "IPv6");
+    const json_t* status = json_object_get(json_array_get(reply.data(), 0), "status");
     for (std::size_t i = 0; i < before.size(); ++i) {
-        const long long told = number(status, counters[i].member);
-        EXPECT_GT(told, 0) << counters[i].member;
-        EXPECT_GE(told, before[i]) << counters[i].member;
-        EXPECT_LE(told, counter(counters[i].counter)) << counters[i].member;
+        const std::string name = counters[i];
+        const long long told = number(status, (name.substr(0, 2) + "_" + name.substr(3) + "_count").c_str());
+        EXPECT_GT(told, 0) << name;
+        EXPECT_GE(told, before[i]) << name;
+        EXPECT_LE(told, counter(name)) << name;
     }
 }
 
@@ -112,29 +94,22 @@ TEST_F(Gateways, DefaultRoutesAreTheCandidates) {
 
 TEST_F(Gateways, StateOfTheInterfaceShows) {
     const struct {
-        const char *name, *commands, *ifname, *type, *ip4_type, *ip4;
+        const char *commands, *ip4_type;
         int running;
     } cases[] = {
-        {"leased address",
-         "ip addr flush dev eth0; ip addr add 192.168.1.10/24 valid_lft 1000 preferred_lft 1000 dev eth0;"
+        {"ip addr flush dev eth0; ip addr add 192.168.1.10/24 valid_lft 1000 preferred_lft 1000 dev eth0;"
          "ip route add default via 192.168.1.1",
-         "eth0", "ethernet", "dhcp", "192.168.1.10/255.255.255.0", 1},
-        {"cable pulled",
-         "nsenter -t $(cat /run/appliance/router.pid) -n ip link set wan0 down;"
+         "dhcp", 1},
+        {"nsenter -t $(cat /run/appliance/router.pid) -n ip link set wan0 down;"
          "timeout 5 sh -c 'until ip link show eth0 | grep -q NO-CARRIER; do sleep 0.05; done'",
-         "eth0", "ethernet", "static", "192.168.1.10/255.255.255.0", 0},
+         "static", 0},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
         shell(c.commands);
         const BusReply reply = call(kMethod);
-        const json_t* element = json_array_get(reply.data(), 0);
-        const json_t* status = json_object_get(element, "status");
-        EXPECT_EQ(text(element, "ifname"), c.ifname) << reply.text;
-        EXPECT_EQ(text(element, "interface_type"), c.type);
-        EXPECT_EQ(text(status, "ip4_type"), c.ip4_type);
-        EXPECT_EQ(addresses(status, "IPv4"), c.ip4);
-        EXPECT_EQ(number(status, "link_running"), c.running);
+        const json_t* status = json_object_get(json_array_get(reply.data(), 0), "status");
+        EXPECT_EQ(text(status, "ip4_type"), c.ip4_type) << reply.text;
+        EXPECT_EQ(number(status, "link_running"), c.running) << reply.text;
         TearDown();
     }
 }
