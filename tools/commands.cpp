@@ -69,16 +69,16 @@ int read_all(const std::string& path, std::string& text) {
     return ERR_REGULAR_FILE;
 }
 
-int status(const Arguments&, JsonValue& data) {
+Outcome status(const Arguments&, JsonValue& data) {
     return corvane::get_corvane_status(data);
 }
 
-int precheck(const Arguments&, JsonValue& data) {
+Outcome precheck(const Arguments&, JsonValue& data) {
     return corvane::join_corvane_precheck(data);
 }
 
 // Asks the daemon itself rather than through save_vellum_token, which does not look at its answer.
-int sign_in(const Arguments& arguments, JsonValue&) {
+Outcome sign_in(const Arguments& arguments, JsonValue&) {
     std::string encoded;
     if (const int result = read_all(arguments[0], encoded); result != NO_ERROR) return result;
     encoded.erase(encoded.find_last_not_of(" \t\r\n") + 1);
@@ -86,15 +86,15 @@ int sign_in(const Arguments& arguments, JsonValue&) {
     return request ? query(kSaveToken, request.get()) : ERR_WRONG_JSON_FORMAT;
 }
 
-int token_refresh(const Arguments&, JsonValue&) {
+Outcome token_refresh(const Arguments&, JsonValue&) {
     return query(kRefreshToken);
 }
 
-int org_list(const Arguments&, JsonValue& data) {
+Outcome org_list(const Arguments&, JsonValue& data) {
     return corvane::get_organization_list(data);
 }
 
-int org_create(const Arguments& arguments, JsonValue& data) {
+Outcome org_create(const Arguments& arguments, JsonValue& data) {
     std::string id;
     const int result = corvane::create_organization(arguments[0], id);
     if (result == NO_ERROR) data["organization_id"] = id;
@@ -102,26 +102,26 @@ int org_create(const Arguments& arguments, JsonValue& data) {
 }
 
 // The site comes first: it is asked of the cloud, so that an id that is none changes nothing.
-int org_use(const Arguments& arguments, JsonValue&) {
+Outcome org_use(const Arguments& arguments, JsonValue&) {
     const int result = corvane::set_site_id(arguments[0]);
     if (result != NO_ERROR) return result;
     const int stored = corvane::set_org_id(arguments[0], arguments[1].empty() ? arguments[0] : arguments[1]);
     return stored != NO_ERROR ? stored : corvane::invalidate_corvanetoken();  // it was the former organisation's
 }
 
-int region_list(const Arguments&, JsonValue& data) {
+Outcome region_list(const Arguments&, JsonValue& data) {
     std::string org_id;
     if (const int result = corvane::get_org_id(org_id); result != NO_ERROR) return result;
     if (org_id.empty()) return ERR_MISS_OPTION;
     return corvane::get_region_list(data, org_id);
 }
 
-int region_use(const Arguments& arguments, JsonValue&) {
+Outcome region_use(const Arguments& arguments, JsonValue&) {
     return corvane::set_region_id(arguments[0], arguments[1].empty() ? arguments[0] : arguments[1]);
 }
 
 // Enrols the NAS and starts what then runs on it.
-int join(const Arguments&, JsonValue& data) {
+Outcome join(const Arguments&, JsonValue& data) {
     JsonValue enrolment;  // holds a token, which is not for the screen
     if (const int result = corvane::device_register(enrolment); result != NO_ERROR) return result;
     if (const int result = corvane::set_corvane_express_cfg(); result != NO_ERROR) return result;
@@ -133,49 +133,61 @@ int join(const Arguments&, JsonValue& data) {
     return NO_ERROR;
 }
 
-int leave(const Arguments&, JsonValue&) {
+Outcome leave(const Arguments&, JsonValue&) {
     JsonValue answer;
-    if (const int result = corvane::device_unregister(answer); result != NO_ERROR) return result;
+    const int result = corvane::device_unregister(answer);
+    switch (result) {
+        case NO_ERROR:
+            break;
+        case ERR_EASYCURL_FAIL:
+        case ERR_CORVANE_GETCLOUDTOKEN:
+        case ERR_CORVANE_GETCORVANETOKEN:
+        case ERR_CORVANE_GETDEVICE_ID:
+        case ERR_HTTP_ERROR:
+            return result;
+        default:
+            return {result, CodeOf::kTransfer};
+    }
     corvane::stop_corvane_services();
-    return corvane::remove_corvane_configs() == NO_ERROR ? NO_ERROR : ERR_CORVANE_CLOUDAGENT_SCRIPT;
+    return corvane::remove_corvane_configs();
 }
 
-int virtual_ip_set(const Arguments& arguments, JsonValue&) {
+Outcome virtual_ip_set(const Arguments& arguments, JsonValue&) {
     return corvane::modify_virtual_ip(arguments[0]);
 }
 
-int supernode_usage(const Arguments&, JsonValue& data) {
+Outcome supernode_usage(const Arguments&, JsonValue& data) {
     return corvane::bsh_get_supernode_remaining(data);
 }
 
-int supernode_devices(const Arguments&, JsonValue& data) {
+Outcome supernode_devices(const Arguments&, JsonValue& data) {
     return corvane::bsh_get_supernode_devices(data);
 }
 
-int supernode_traffic(const Arguments&, JsonValue& data) {
+Outcome supernode_traffic(const Arguments&, JsonValue& data) {
     return corvane::bsh_supernode_recent_billing_daily_traffic(data);
 }
 
-int supernode_apply(const Arguments& arguments, JsonValue&) {
+Outcome supernode_apply(const Arguments& arguments, JsonValue&) {
     std::string record;
     const int result = read_all(arguments[0], record);
     return result != NO_ERROR ? result : corvane::parse_supernode(record);
 }
 
-int tour_show(const Arguments&, JsonValue& data) {
+Outcome tour_show(const Arguments&, JsonValue& data) {
     return corvane::feature_tour_show(data);
 }
 
-int tour_set(const Arguments& arguments, JsonValue&) {
+Outcome tour_set(const Arguments& arguments, JsonValue&) {
     return corvane::feature_tour_set(arguments[0].c_str(), arguments[1].c_str());
 }
 
-int event_add(const Arguments& arguments, JsonValue&) {
+Outcome event_add(const Arguments& arguments, JsonValue&) {
     system::add_log(arguments[0], 0);  // the event log reports nothing back
     return NO_ERROR;
 }
 
-int internet(const Arguments& arguments, JsonValue& data) {
+Outcome internet(const Arguments& arguments, JsonValue& data) {
     const std::string ifname = arguments[0].empty() ? corvane::get_gateway_interface_name() : arguments[0];
     const int result = corvane::bsh_check_access_internet(ifname);
     data["interface"] = ifname;
@@ -212,7 +224,7 @@ const Command kCommands[] = {
      {"ID", "[NAME]"},
      region_use},
     {"", "join", "Join the chosen organisation and start the agents", {}, join},
-    {"", "leave", "Leave the organisation and stop the agents", {}, leave, Codes::kTransfer},
+    {"", "leave", "Leave the organisation and stop the agents", {}, leave},
     {"virtual-ip", "set", "Change this NAS's address in the SD-WAN", {"IP"}, virtual_ip_set},
     {"supernode", "usage", "What is left of the super node's volume", {}, supernode_usage},
     {"supernode", "devices", "The super node's devices", {}, supernode_devices},

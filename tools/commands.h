@@ -9,9 +9,15 @@
 
 namespace harbex::tools {
 
-// Where a command's result codes come from: the library alone, or the transfer library for those that the command has
-// no words of its own for.
-enum class Codes { kLibrary, kTransfer };
+// Whose result code it is: the library passes on a transfer's own code in places, and the numbers overlap.
+enum class CodeOf { kLibrary, kTransfer };
+
+struct Outcome {
+    int code;
+    CodeOf whose;
+
+    Outcome(int code_, CodeOf whose_ = CodeOf::kLibrary) : code(code_), whose(whose_) {}
+};
 
 // The first word of commands of two.
 struct Group {
@@ -24,10 +30,9 @@ struct Command {
     const char* name;
     const char* description;
     std::vector<const char*> arguments;  // names; one in brackets may be left out
-    // Returns one of the library's codes; fills `data` with what is to be shown. `arguments` has as many texts as
-    // there are names, "" for what was left out.
-    int (*run)(const std::vector<std::string>& arguments, JsonValue& data);
-    Codes codes = Codes::kLibrary;
+    // Fills `data` with what is to be shown. `arguments` has as many texts as there are names, "" for what was left
+    // out.
+    Outcome (*run)(const std::vector<std::string>& arguments, JsonValue& data);
 };
 
 std::span<const Group> groups();

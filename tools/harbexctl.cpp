@@ -60,15 +60,14 @@ void add_commands(CLI::App& app, std::vector<Invocation>& invocations) {
 
 int run(const Invocation& invocation, Output output) {
     harbex::JsonValue data;
-    int code = harbex::ERR_GENERAL;
+    harbex::tools::Outcome outcome = harbex::ERR_GENERAL;
     try {
-        code = invocation.command->run(invocation.arguments, data);
+        outcome = invocation.command->run(invocation.arguments, data);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "harbexctl: %s\n", error.what());
     }
-    const char* words = harbex::tools::result_words(code, invocation.command->codes);
-    const bool is_shown = harbex::tools::show(output, full_name(*invocation.command), code, words, data);
-    return is_shown && code == harbex::NO_ERROR ? 0 : kFailed;
+    const bool is_shown = harbex::tools::show(output, full_name(*invocation.command), outcome, data);
+    return is_shown && outcome.code == harbex::NO_ERROR ? 0 : kFailed;
 }
 
 int misused(const std::string& complaint) {

@@ -20,13 +20,12 @@ namespace {
 struct Words {
     int code;
     const char* text;
-    bool may_end_transfer = false;  // its number is the library's even where others are a transfer's
 };
 
 // What the commands can end with.
 constexpr Words kWords[] = {
-    {NO_ERROR, "done", true},
-    {ERR_GENERAL, "something unforeseen happened", true},
+    {NO_ERROR, "done"},
+    {ERR_GENERAL, "something unforeseen happened"},
     {ERR_NO_TYPE, "the setting cannot be stored"},
     {ERR_UNKNOWN_OPTION, "the value is refused"},
     {ERR_MISS_OPTION, "no organisation is chosen"},
@@ -41,16 +40,16 @@ constexpr Words kWords[] = {
     {ERR_CURL_FAIL, "a cloud request failed"},
     {ERR_CMD_FAILED, "a setting, command or service failed; the trace log tells which"},
     {ERR_EASYCURL_FAIL, "a cloud request cannot be made"},
-    {ERR_CORVANE_GETCLOUDTOKEN, "there is no cloud account token; sign in first", true},
-    {ERR_CORVANE_GETCORVANETOKEN, "there is no SD-WAN token", true},
-    {ERR_CORVANE_CLOUDAGENT_SCRIPT, "the cloud agent's script failed", true},
+    {ERR_CORVANE_GETCLOUDTOKEN, "there is no cloud account token; sign in first"},
+    {ERR_CORVANE_GETCORVANETOKEN, "there is no SD-WAN token"},
+    {ERR_CORVANE_CLOUDAGENT_SCRIPT, "the cloud agent's script failed"},
     {ERR_CORVANE_CORVANE_EXPRESS_SCRIPT, "the edge daemon's script failed"},
     {ERR_CORVANE_GETDEVICE_TOKEN, "the cloud agent has no device token"},
-    {ERR_CORVANE_GETDEVICE_ID, "this NAS has no device id; it is not joined", true},
+    {ERR_CORVANE_GETDEVICE_ID, "this NAS has no device id; it is not joined"},
     {ERR_CORVANEAPI_EDGE, "the edge log-in failed"},
     {ERR_CORVANEAPI_DEVICES, "the device's record or configuration cannot be had"},
     {ERR_CORVANEAPI_VPN_GROUPS, "the regions cannot be had"},
-    {ERR_HTTP_ERROR, "the cloud refused the request", true},
+    {ERR_HTTP_ERROR, "the cloud refused the request"},
     {ERR_CURL_DNS_RESOLVE, "a cloud host's name cannot be resolved"},
     {ERR_CURL_TIMEOUT, "the cloud does not answer"},
 };
@@ -131,16 +130,16 @@ void print_for_people(const json_t* value, int depth) {
 
 }  // namespace
 
-const char* result_words(int code, Codes codes) {
-    const auto* found =
-        std::find_if(std::begin(kWords), std::end(kWords), [code](const Words& words) { return words.code == code; });
-    const bool is_known = found != std::end(kWords);
-    if (codes == Codes::kTransfer && !(is_known && found->may_end_transfer))
-        return system::transfer_result_text(code);
-    return is_known ? found->text : "a transfer or tool failed with that code";
+const char* result_words(const Outcome& outcome) {
+    if (outcome.whose == CodeOf::kTransfer) return system::transfer_result_text(outcome.code);
+    const auto* found = std::find_if(std::begin(kWords), std::end(kWords),
+                                     [&](const Words& words) { return words.code == outcome.code; });
+    return found == std::end(kWords) ? "a transfer or tool failed with that code" : found->text;
 }
 
-bool show(Output output, const std::string& command, int code, const char* words, JsonValue& data) {
+bool show(Output output, const std::string& command, const Outcome& outcome, JsonValue& data) {
+    const int code = outcome.code;
+    const char* const words = result_words(outcome);
     const bool has_data = data.type != JsonValue::NULL_TYPE;
     const std::string document = printed(data);
     if (output == Output::kJson) {

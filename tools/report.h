@@ -10,11 +10,11 @@ namespace harbex::tools {
 
 enum class Output { kPeople, kJson };
 
-// The words for a result code of a command.
-const char* result_words(int code, Codes codes);
+// The words for a command's result code.
+const char* result_words(const Outcome& outcome);
 
-// Shows the outcome of a command: `code` and its words, and `data` (a null value: nothing to show). For people a
+// Shows the outcome of a command: its code and words, and `data` (a null value: nothing to show). For people a
 // success with data shows the data alone, a failure goes to standard error. False when standard output takes no more.
-[[nodiscard]] bool show(Output output, const std::string& command, int code, const char* words, JsonValue& data);
+[[nodiscard]] bool show(Output output, const std::string& command, const Outcome& outcome, JsonValue& data);
 
 }  // namespace harbex::tools

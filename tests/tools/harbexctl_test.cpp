@@ -103,6 +103,14 @@ TEST_F(Harbexctl, ChangingTheOrganisationForgetsItsTokenAndLeavingNamesTheTransf
     ASSERT_EQ(0, control("region use auto && harbexctl join && harbexctl leave").status);
     const std::string seen = requests();
     EXPECT_NE(std::string::npos, seen.find("/edge/login")) << seen;
+    {
+        ASSERT_EQ(0, control("join").status);
+        const ReplacedTool agent("/etc/init.d/corvane_cloudagent.sh", "exit 1");
+        EXPECT_EQ(
+            "harbexctl leave: failed with code 60: a setting, command or service failed; the trace log tells which\n",
+            control("leave").err);
+        (void)requests();
+    }
     replace_in(kCorvaneConf, "CORVANE_ORG_ID = org-b41d92\n", "");
     EXPECT_EQ("harbexctl region list: failed with code 36: no organisation is chosen\n", control("region list").err);
     EXPECT_EQ("", requests());
