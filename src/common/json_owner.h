@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace harbex {
 
@@ -21,11 +22,28 @@ struct JsonTextFree {
 // Owns the result of json_dumps.
 using JsonTextOwner = std::unique_ptr<char, JsonTextFree>;
 
+// Copies a text into `out`; false, with `out` untouched, when `value` is null or no text.
+[[nodiscard]] inline bool take_text(const json_t* value, std::string& out) {
+    if (!json_is_string(value)) return false;
+    out.assign(json_string_value(value), json_string_length(value));
+    return true;
+}
+
+// The object or array that `text` holds. For any other text null, after `complain` was called with the parser's words
+// (a const char*).
+template <typename Complain>
+[[nodiscard]] JsonOwner parse_json(std::string_view text, Complain complain) {
+    json_error_t error{};
+    JsonOwner document(json_loadb(text.data(), text.size(), 0, &error));
+    if (!document) complain(static_cast<const char*>(error.text));
+    return document;
+}
+
 // The text of member `key`; "" when `object` is null or no object, or the member is absent or no text.
 inline std::string json_member_text(const json_t* object, const char* key) {
-    const json_t* member = json_object_get(object, key);
-    const char* text = json_string_value(member);
-    return text == nullptr ? std::string() : std::string(text, json_string_length(member));
+    std::string text;
+    (void)take_text(json_object_get(object, key), text);  // without one: empty
+    return text;
 }
 
 // The serialised value; "" when it cannot be serialised (a null pointer, or no object or array without
@@ -33,11 +51,6 @@ inline std::string json_member_text(const json_t* object, const char* key) {
 inline std::string json_dump_text(const json_t* value, size_t flags) {
     const JsonTextOwner text(json_dumps(value, flags));
     return text == nullptr ? std::string() : std::string(text.get());
-}
-
-// Another reference to `value`, which may be null, for an owner of its own.
-inline JsonOwner json_share(json_t* value) {
-    return JsonOwner(json_incref(value));
 }
 
 }  // namespace harbex
