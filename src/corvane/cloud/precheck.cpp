@@ -112,15 +112,14 @@ int join_corvane_precheck(JsonValue& result) {
 int get_geo_info(std::string& latitude, std::string& longitude, std::string& country, std::string& real_wan_ip) {
     std::string address;
     if (get_real_wan_ip(address) != NO_ERROR) return fail(ERR_CMD_FAILED, "Failed to get real wan ip");
+    real_wan_ip = address;
     std::vector<std::string> argv = {"/usr/local/bin/vellum_cli", "-g"};
     if (!address.empty()) argv.push_back(address);
     std::string output;
     const int ran = system::do_exec_safe(argv, output);
     HARBEXLOG(HARBEXLOG_INFO, "ret %d, output: %s\n", ran, output.c_str());
     if (ran != 0) return ERR_CMD_FAILED;
-    const int result = read_location(output, latitude, longitude, country);
-    if (result == NO_ERROR) real_wan_ip = address;
-    return result;
+    return read_location(output, latitude, longitude, country);
 }
 
 }  // namespace harbex::corvane

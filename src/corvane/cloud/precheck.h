@@ -14,7 +14,8 @@ namespace harbex::corvane {
 int join_corvane_precheck(JsonValue& result);
 
 // Where the cloud's address directory places this NAS; the numbers as texts of six significant digits. NO_ERROR, or
-// ERR_CMD_FAILED with the outputs untouched.
+// ERR_CMD_FAILED with the position untouched; `real_wan_ip` is filled as soon as the address is known, also when the
+// directory then fails.
 [[nodiscard]] int get_geo_info(std::string& latitude, std::string& longitude, std::string& country,
                                std::string& real_wan_ip);
 

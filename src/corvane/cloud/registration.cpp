@@ -175,11 +175,10 @@ int parse_api_edge(const std::string& reply, std::string& device_id, std::string
         return fail(ERR_WRONG_JSON_FORMAT, "[parse_api_edge] deviceId or corvaneToken is not a string");
     }
     HARBEXLOG(HARBEXLOG_INFO, "[parse_api_edge] deviceId_json and corvaneToken_json are strings\n");
-    const std::string number = std::to_string(json_integer_value(serial));
-    if (set_serial_number(number) != NO_ERROR) return fail(ERR_CMD_FAILED, "Failed to set serial number");
     device_id.assign(json_string_value(id), json_string_length(id));
     corvane_token.assign(json_string_value(token), json_string_length(token));
-    serial_number = number;
+    serial_number = std::to_string(json_integer_value(serial));
+    if (set_serial_number(serial_number) != NO_ERROR) return fail(ERR_CMD_FAILED, "Failed to set serial number");
     HARBEXLOG(HARBEXLOG_INFO,
               "[parse_api_edge] Device ID: %s, Corvane Token: %s, Serial Number: %s, Virtual IP: %s\n",
               device_id.c_str(), corvane_token.c_str(), serial_number.c_str(), virtual_ip.c_str());

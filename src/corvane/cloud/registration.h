@@ -16,8 +16,8 @@ namespace harbex::corvane {
 [[nodiscard]] int device_register(JsonValue& result);
 
 // Reads the log-in's answer, checks and stores the virtual IP and the serial number. NO_ERROR; ERR_WRONG_JSON_FORMAT
-// for no JSON object or missing members; ERR_CMD_FAILED when a value cannot be stored. The outputs are filled on
-// success only.
+// for no JSON object or missing members; ERR_CMD_FAILED when a value cannot be stored. The outputs are filled before
+// the serial number is stored: also when that fails; untouched on any other failure.
 [[nodiscard]] int parse_api_edge(const std::string& reply, std::string& device_id, std::string& corvane_token,
                                  std::string& serial_number);
 

@@ -77,7 +77,7 @@ TEST_F(Precheck, ReadsThePosition) {
     shell("rm -f /var/log/scripts.log");
     EXPECT_EQ("0 25.033 121.565 TW", position());
     EXPECT_EQ("vellum_cli -x 13 -e\nvellum_cli -g 203.0.113.77\n", read_text("/var/log/scripts.log"));
-    const std::string none = "60 - - - unplaced";
+    const std::string none = "60 - - -";  // but the address is known
     const std::string missing = "Failed to get latitude or longitude or country";
     expect_faults(kTool, position,
                   {
@@ -87,7 +87,7 @@ TEST_F(Precheck, ReadsThePosition) {
                       {R"(body:{"result":{"latitude":25,"longitude":1.5,"country_code":null}})", none, missing},
                       {R"(body:{"result":[]})", none, "Failed to get result"},
                       {"body:{", none, ""},
-                      {"exit:3", none, "Failed to get real wan ip"},
+                      {"exit:3", "60 - - - unplaced", "Failed to get real wan ip"},
                   });
 }
 
