@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 
+#include "bsh_list.h"
 #include "bsvc.h"
 
 namespace {
@@ -25,9 +26,11 @@ constexpr size_t kMostInput = 2 * 1024 * 1024;
 
 constexpr char kUsage[] =
     "usage: bsh SERVICE.METHOD [JSON|-] [--timeout SECONDS]\n"
+    "       bsh --list [SERVICE]\n"
     "Calls METHOD (all behind the first point) of SERVICE and prints the reply. The body is JSON, as it stands, or "
     "what\n"
-    "comes on standard input (-). Exit status: 0 reply with \"error\" 0, 1 another reply, 2 no reply, 64 usage.\n";
+    "comes on standard input (-). Exit status: 0 reply with \"error\" 0, 1 another reply, 2 no reply, 64 usage.\n"
+    "With --list: prints the services that live, or the methods of SERVICE from its installed description.\n";
 
 struct FreeIo {
     void operator()(bs_io* io) const { bs_io_free(io); }
@@ -159,10 +162,13 @@ int run(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 2 && std::string_view(argv[1]) == "--help") {
+    const std::string_view first = argc > 1 ? argv[1] : "";
+    if (argc == 2 && (first == "--help" || first == "-h")) {
         std::fputs(kUsage, stdout);
         return 0;
     }
+    if (argc == 2 && first == "--list") return list_services();
+    if (argc == 3 && first == "--list") return list_methods(argv[2]);
     const std::optional<Options> options = parse_options(argc, argv);
     if (!options) {
         std::fputs(kUsage, stderr);
