@@ -8,7 +8,7 @@
 #include "common/http.h"
 #include "common/json_owner.h"
 #include "common/trace_log.h"
-#include "corvane/cloud/edge_login.h"
+#include "corvane/cloud/account_token.h"
 #include "corvane/cloud/endpoints.h"
 #include "corvane/device/settings.h"
 

@@ -13,12 +13,12 @@
 #include "common/json_owner.h"
 #include "common/number.h"
 #include "common/trace_log.h"
+#include "corvane/cloud/account_token.h"
 #include "corvane/cloud/bid_token_status.h"
-#include "corvane/cloud/edge_login.h"
 #include "corvane/cloud/org_center.h"
-#include "corvane/device/agent.h"
-#include "corvane/device/edge_daemon.h"
 #include "corvane/device/gateway.h"
+#include "corvane/device/internet_check.h"
+#include "corvane/device/nas_probe.h"
 #include "corvane/device/settings.h"
 
 namespace harbex::corvane {

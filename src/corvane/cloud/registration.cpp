@@ -8,11 +8,12 @@
 #include "common/json_owner.h"
 #include "common/subnet.h"
 #include "common/trace_log.h"
+#include "corvane/cloud/account_token.h"
 #include "corvane/cloud/bid_token_status.h"
 #include "corvane/cloud/edge_login.h"
 #include "corvane/cloud/endpoints.h"
 #include "corvane/cloud/subnet_check.h"
-#include "corvane/device/agent.h"
+#include "corvane/device/agent_configuration.h"
 #include "corvane/device/identity.h"
 #include "corvane/device/settings.h"
 

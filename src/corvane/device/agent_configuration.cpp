@@ -1,19 +1,14 @@
-#include "corvane/device/agent.h"
+#include "corvane/device/agent_configuration.h"
 
 #include <fcntl.h>
 #include <jansson.h>
 #include <sys/stat.h>
-#include <sys/utsname.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <vector>
 
 #include "common/error_code.h"
-#include "common/exec.h"
 #include "common/failure.h"
 #include "common/file_descriptor.h"
 #include "common/json_owner.h"
@@ -29,18 +24,7 @@ namespace {
 constexpr const char* kPersistentConfiguration = "/etc/config/harbex/cloudagent.cfg";
 // For a disk that is full, too.
 constexpr const char* kNotWritten = "Failed to open /etc/config/harbex/cloudagent.cfg for writing";
-constexpr const char* kExpressScript = "/etc/init.d/corvane_express.sh";
-constexpr const char* kAgentScript = "/etc/init.d/corvane_cloudagent.sh";
 constexpr const char* kDevelopmentClusterSite = "sy";
-
-int run(const std::vector<std::string>& argv) {
-    std::string output;
-    return system::do_exec_safe(argv, output);
-}
-
-void strip_end(std::string& text) {
-    text.erase(text.find_last_not_of(" \t\r\n") + 1);
-}
 
 int read_configuration(const std::string& response, std::string& configuration) {
     const JsonOwner root(json_loadb(response.data(), response.size(), 0, nullptr));
@@ -108,69 +92,6 @@ int write_corvane_api_devices_cloudagent_cfg(const std::string& response) {
     HARBEXLOG(HARBEXLOG_INFO, "cloudagent_cfg_path: %s\n", link.c_str());
     if (const int result = write_persistent_configuration(configuration); result != NO_ERROR) return result;
     return link_configuration(link);
-}
-
-int invoke_corvane_express(const std::string& arg) {
-    HARBEXLOG(HARBEXLOG_INFO, "invoke_corvane_express: %s\n", arg.c_str());
-    const int result = run({kExpressScript, arg});
-    if (result != 0) HARBEXLOG(HARBEXLOG_ERROR, "Failed to execute corvane_express.sh %s\n", arg.c_str());
-    return result;
-}
-
-int invoke_cloudagent(const std::string& arg) {
-    (void)set_site_use_by_cloudagent();  // the agent runs with the site it has
-    HARBEXLOG(HARBEXLOG_INFO, "invoke_cloudagent: %s\n", arg.c_str());
-    const int result = run({kAgentScript, arg});
-    if (result != 0) HARBEXLOG(HARBEXLOG_ERROR, "Failed to execute corvane_cloudagent.sh %s\n", arg.c_str());
-    return result;
-}
-
-int remove_corvane_configs() {
-    if (invoke_cloudagent("remove_corvane_configs") == 0) return NO_ERROR;
-    return fail(ERR_CMD_FAILED, "Failed to invoke cloudagent remove_corvane_configs");
-}
-
-int stop_corvane_services() {
-    if (invoke_corvane_express("stop") != 0) {
-        HARBEXLOG(HARBEXLOG_ERROR, "Failed to invoke corvane_express stop, but continue to stop corvane services\n");
-    }
-    if (invoke_cloudagent("remove_dummy_interface") != 0) {
-        HARBEXLOG(HARBEXLOG_ERROR,
-                  "Failed to invoke cloudagent remove_dummy_interface, but continue to stop corvane services\n");
-    }
-    if (invoke_cloudagent("stop") != 0) {
-        HARBEXLOG(HARBEXLOG_ERROR, "Failed to invoke cloudagent stop, but continue to stop corvane services\n");
-    }
-    return NO_ERROR;
-}
-
-int kernel_module_exists(const std::string& name, bool& exists) {
-    exists = false;
-    if (name.find("..") != std::string::npos) {
-        HARBEXLOG(HARBEXLOG_ERROR, "Invalid module name: %s, module name should not contain '..'\n", name.c_str());
-        return ERR_CMD_FAILED;
-    }
-    utsname kernel{};
-    if (uname(&kernel) != 0) {
-        HARBEXLOG(HARBEXLOG_ERROR, "Failed to get kernel version: %s\n", strerror(errno));
-        return ERR_CMD_FAILED;
-    }
-    struct stat status {};
-    exists = stat((std::string("/lib/modules/") + kernel.release + "/" + name).c_str(), &status) == 0;
-    return NO_ERROR;
-}
-
-int get_hwsn(std::string& serial) {
-    const int result = system::do_exec_safe({"/sbin/get_hwsn"}, serial);
-    strip_end(serial);
-    return result == 0 ? NO_ERROR : fail(result, "Failed to get hwsn");
-}
-
-int get_real_wan_ip(std::string& ip) {
-    const int result = system::do_exec_safe({"/usr/local/bin/vellum_cli", "-x", "13", "-e"}, ip);
-    strip_end(ip);
-    if (result != 0) HARBEXLOG(HARBEXLOG_ERROR, "ret %d, output: %s\n", result, ip.c_str());
-    return result;
 }
 
 int set_site_use_by_cloudagent() {

@@ -1,0 +1,51 @@
+#include "corvane/cloud/account_token.h"
+
+#include <jansson.h>
+
+#include "common/bus_query.h"
+#include "common/error_code.h"
+#include "common/failure.h"
+#include "common/json_owner.h"
+#include "common/trace_log.h"
+
+namespace harbex::corvane {
+namespace {
+
+constexpr BusQuery kGetToken{
+    .service = "harbex_network_service",
+    .method = "Get_cloudtoken",
+    .reply_label = "get cloud token response",
+    .unparsable = "Failed to parse JSON",
+};
+constexpr BusQuery kSaveToken{
+    .service = "harbex_network_service",
+    .method = "Save_cloudtoken",
+    .call_failed = "Failed to call bsh harbex_network_service.Save_cloudtoken",
+};
+
+}  // namespace
+
+int get_cloudtoken(std::string& token) {
+    const BusAnswer answer = query_service(kGetToken);
+    if (answer.stopped_at == BusStep::kParse) return ERR_WRONG_JSON_FORMAT;
+    if (!answer.document) return ERR_CMD_FAILED;
+    const json_t* error = json_object_get(answer.document.get(), "error");
+    if (!json_is_integer(error)) return fail(ERR_WRONG_JSON_FORMAT, "No 'error' integer in get cloud token response");
+    if (json_integer_value(error) != 0) {
+        HARBEXLOG(HARBEXLOG_ERROR, "Get_cloudtoken responded with error code: %d\n",
+                  static_cast<int>(json_integer_value(error)));
+        return ERR_CMD_FAILED;
+    }
+    const json_t* data = json_object_get(answer.document.get(), "data");
+    if (!json_is_string(data)) return fail(ERR_WRONG_JSON_FORMAT, "No 'data' string in get cloud token response");
+    token.assign(json_string_value(data), json_string_length(data));
+    return NO_ERROR;
+}
+
+int save_vellum_token(const std::string& encoded) {
+    const JsonOwner request(json_pack("{s:s%}", "oauth_response_encoded", encoded.data(), encoded.size()));
+    if (!request) return fail(ERR_CMD_FAILED, kSaveToken.call_failed);  // no text that could be sent
+    return notify_service(kSaveToken, request.get()) ? NO_ERROR : ERR_CMD_FAILED;
+}
+
+}  // namespace harbex::corvane

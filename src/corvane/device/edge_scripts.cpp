@@ -1,0 +1,58 @@
+#include "corvane/device/edge_scripts.h"
+
+#include <vector>
+
+#include "common/error_code.h"
+#include "common/exec.h"
+#include "common/failure.h"
+#include "common/trace_log.h"
+#include "corvane/device/agent_configuration.h"
+
+namespace harbex::corvane {
+namespace {
+
+constexpr const char* kExpressScript = "/etc/init.d/corvane_express.sh";
+constexpr const char* kAgentScript = "/etc/init.d/corvane_cloudagent.sh";
+
+int run(const std::vector<std::string>& argv) {
+    std::string output;
+    return system::do_exec_safe(argv, output);
+}
+
+}  // namespace
+
+int invoke_corvane_express(const std::string& arg) {
+    HARBEXLOG(HARBEXLOG_INFO, "invoke_corvane_express: %s\n", arg.c_str());
+    const int result = run({kExpressScript, arg});
+    if (result != 0) HARBEXLOG(HARBEXLOG_ERROR, "Failed to execute corvane_express.sh %s\n", arg.c_str());
+    return result;
+}
+
+int invoke_cloudagent(const std::string& arg) {
+    (void)set_site_use_by_cloudagent();  // the agent runs with the site it has
+    HARBEXLOG(HARBEXLOG_INFO, "invoke_cloudagent: %s\n", arg.c_str());
+    const int result = run({kAgentScript, arg});
+    if (result != 0) HARBEXLOG(HARBEXLOG_ERROR, "Failed to execute corvane_cloudagent.sh %s\n", arg.c_str());
+    return result;
+}
+
+int remove_corvane_configs() {
+    if (invoke_cloudagent("remove_corvane_configs") == 0) return NO_ERROR;
+    return fail(ERR_CMD_FAILED, "Failed to invoke cloudagent remove_corvane_configs");
+}
+
+int stop_corvane_services() {
+    if (invoke_corvane_express("stop") != 0) {
+        HARBEXLOG(HARBEXLOG_ERROR, "Failed to invoke corvane_express stop, but continue to stop corvane services\n");
+    }
+    if (invoke_cloudagent("remove_dummy_interface") != 0) {
+        HARBEXLOG(HARBEXLOG_ERROR,
+                  "Failed to invoke cloudagent remove_dummy_interface, but continue to stop corvane services\n");
+    }
+    if (invoke_cloudagent("stop") != 0) {
+        HARBEXLOG(HARBEXLOG_ERROR, "Failed to invoke cloudagent stop, but continue to stop corvane services\n");
+    }
+    return NO_ERROR;
+}
+
+}  // namespace harbex::corvane

@@ -1,0 +1,19 @@
+// The init scripts of the SD-WAN edge; each call blocks until its script ends. Published through
+// corvane/device/agent.h.
+#pragma once
+
+#include <string>
+
+namespace harbex::corvane {
+
+// Run an init script with one argument. The agent's always sees the current site: its site file is written first.
+// NO_ERROR, or the runner's non-zero result.
+[[nodiscard]] int invoke_corvane_express(const std::string& arg);
+[[nodiscard]] int invoke_cloudagent(const std::string& arg);
+
+// NO_ERROR or ERR_CMD_FAILED.
+[[nodiscard]] int remove_corvane_configs();
+// Takes the edge down step by step, whatever each step gives. Always NO_ERROR.
+int stop_corvane_services();
+
+}  // namespace harbex::corvane

@@ -1,0 +1,17 @@
+// Small probes of the NAS; those that run a tool block until it ends. Published through corvane/device/agent.h.
+#pragma once
+
+#include <string>
+
+namespace harbex::corvane {
+
+// Whether the running kernel has the module file `name` (a path below its modules' directory). NO_ERROR, or
+// ERR_CMD_FAILED with `exists` false.
+[[nodiscard]] int kernel_module_exists(const std::string& name, bool& exists);
+
+// The hardware serial number; the address the cloud sees this NAS under. Blanks and line ends behind them are cut.
+// NO_ERROR, or the runner's non-zero result with an empty text.
+[[nodiscard]] int get_hwsn(std::string& serial);
+[[nodiscard]] int get_real_wan_ip(std::string& ip);
+
+}  // namespace harbex::corvane
