@@ -1,16 +1,16 @@
 // bsh: calls a method of a service on the bus, for people and scripts.
-#include <jansson.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "base/json.h"
+#include "base/stream_owner.h"
 #include "bsh_list.h"
 #include "bsvc.h"
 
@@ -31,15 +31,6 @@ constexpr char kUsage[] =
     "what\n"
     "comes on standard input (-). Exit status: 0 reply with \"error\" 0, 1 another reply, 2 no reply, 64 usage.\n"
     "With --list: prints the services that live, or the methods of SERVICE from its installed description.\n";
-
-struct FreeIo {
-    void operator()(bs_io* io) const { bs_io_free(io); }
-};
-using StreamOwner = std::unique_ptr<bs_io, FreeIo>;
-
-struct FreeJson {
-    void operator()(json_t* json) const { json_decref(json); }
-};
 
 struct Options {
     std::string service, method;
@@ -130,13 +121,13 @@ int report_failure(const Options& options, int result) {
 
 bool is_accepted(const char* reply, size_t length) {
     if (reply == nullptr) return false;
-    const std::unique_ptr<json_t, FreeJson> envelope(json_loadb(reply, length, 0, nullptr));
+    const nas::Json envelope(json_loadb(reply, length, 0, nullptr));
     const json_t* error = json_object_get(envelope.get(), "error");
     return json_is_integer(error) && json_integer_value(error) == 0;
 }
 
 int run(const Options& options) {
-    const StreamOwner io(bs_io_create());
+    const nas::StreamOwner io(bs_io_create());
     if (!io) {
         std::fprintf(stderr, "bsh: no memory\n");
         return kExitFailed;

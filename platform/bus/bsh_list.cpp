@@ -1,16 +1,15 @@
 #include "bsh_list.h"
 
-#include <jansson.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <memory>
 #include <system_error>
 #include <vector>
 
-#include "descriptor.h"
+#include "base/descriptor.h"
+#include "base/json.h"
 #include "service_name.h"
 
 namespace {
@@ -18,10 +17,6 @@ namespace {
 constexpr char kSockets[] = "/var/run/bsvc";
 constexpr int kPrinted = 0;
 constexpr int kFailed = 2;
-
-struct FreeJson {
-    void operator()(json_t* json) const { json_decref(json); }
-};
 
 int finish_output() {
     if (std::fflush(stdout) == 0) return kPrinted;
@@ -63,7 +58,7 @@ int list_methods(const std::string& service) {
     const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", failure);
     const std::string path = program.parent_path().parent_path() / "share/harbex/bus.schema.json";
     json_error_t trouble;
-    const std::unique_ptr<json_t, FreeJson> description(json_load_file(path.c_str(), 0, &trouble));
+    const nas::Json description(json_load_file(path.c_str(), 0, &trouble));
     if (!description) {
         std::fprintf(stderr, "bsh: no description of the bus: %s: %s\n", path.c_str(), trouble.text);
         return kFailed;

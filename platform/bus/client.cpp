@@ -8,9 +8,9 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/descriptor.h"
 #include "bsvc.h"
 #include "deadline.h"
-#include "descriptor.h"
 #include "framing.h"
 #include "send_all.h"
 #include "service_name.h"

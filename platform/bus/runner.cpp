@@ -12,12 +12,12 @@
 #include <cerrno>
 #include <iterator>
 
+#include "base/descriptor.h"
 #include "bsvc.h"
-#include "descriptor.h"
 
 namespace {
 
-using bsvc::Descriptor;
+using nas::Descriptor;
 
 constexpr int kCouldNotStart = 127;
 constexpr int kSignalBase = 128;

@@ -16,9 +16,9 @@
 #include <thread>
 #include <vector>
 
+#include "base/descriptor.h"
 #include "bsvc.h"
 #include "deadline.h"
-#include "descriptor.h"
 #include "framing.h"
 #include "service_name.h"
 #include "signals.h"

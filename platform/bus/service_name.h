@@ -6,9 +6,11 @@
 #include <optional>
 #include <string>
 
-#include "descriptor.h"
+#include "base/descriptor.h"
 
 namespace bsvc {
+
+using nas::Descriptor;
 
 // The socket address of a service. False for what is no service name: empty, with a "/" in it, or too long for an
 // address.

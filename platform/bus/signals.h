@@ -1,9 +1,11 @@
 // Signals that bs_signal holds back, and their delivery inside a service's loop.
 #pragma once
 
-#include "descriptor.h"
+#include "base/descriptor.h"
 
 namespace bsvc {
+
+using nas::Descriptor;
 
 class HeldSignals {
 public:

@@ -3,7 +3,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
+
+#include "base/write_all.h"
 
 namespace settings {
 namespace {
@@ -34,28 +35,17 @@ bool parse_arguments(int argc, char** argv, int count, std::string_view options,
     return false;
 }
 
-bool print(int fd, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t count = write(fd, text.data(), text.size());
-        if (count >= 0) {
-            text.remove_prefix(static_cast<size_t>(count));
-        } else if (errno != EINTR) {
-            return false;
-        }
-    }
-    return true;
-}
-
 int complain(std::string_view program, std::string_view file, std::string_view why) {
     std::string line = std::string(program).append(": ").append(file).append(": ").append(why);
     std::replace_if(
         line.begin(), line.end(), [](char c) { return c == '\n' || c == '\r'; }, '?');
-    (void)print(STDERR_FILENO, line + "\n");  // nobody is left to be told
+    (void)nas::write_all(STDERR_FILENO, line + "\n");  // nobody is left to be told
     return kExitFailed;
 }
 
 int usage(std::string_view text) {
-    (void)print(STDERR_FILENO, std::string("usage: ").append(text).append("\n"));  // nobody is left to be told
+    (void)nas::write_all(STDERR_FILENO,
+                         std::string("usage: ").append(text).append("\n"));  // nobody is left to be told
     return kExitUsage;
 }
 

@@ -21,9 +21,6 @@ struct Arguments {
 // positional ones first. False when it can be read in none or the file is missing.
 bool parse_arguments(int argc, char** argv, int count, std::string_view options, Arguments& arguments);
 
-// Writes all of `text`; false on failure.
-bool print(int fd, std::string_view text);
-
 // Writes one line on standard error, whatever bytes `file` holds. Returns kExitFailed.
 int complain(std::string_view program, std::string_view file, std::string_view why);
 

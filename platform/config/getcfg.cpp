@@ -4,6 +4,7 @@
 #include <exception>
 #include <string>
 
+#include "base/write_all.h"
 #include "command_line.h"
 #include "settings_file.h"
 #include "settings_text.h"
@@ -19,7 +20,7 @@ int main(int argc, char** argv) {
             return settings::complain("getcfg", arguments.file, why);
         }
         const auto value = settings::find(text, arguments.positional[0], arguments.positional[1]);
-        if (!settings::print(STDOUT_FILENO, value.value_or(arguments.fallback) + "\n")) {
+        if (!nas::write_all(STDOUT_FILENO, value.value_or(arguments.fallback) + "\n")) {
             return settings::complain("getcfg", arguments.file, "the value cannot be printed");
         }
         return 0;

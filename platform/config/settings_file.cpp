@@ -9,31 +9,20 @@
 #include <climits>
 #include <cstring>
 
+#include "base/descriptor.h"
+#include "base/write_all.h"
 #include "settings_text.h"
 
 namespace settings {
 namespace {
+
+using nas::Descriptor;
 
 // One name for the whole directory: its lock allows one writer at a time, and so a killed one leaves one file at
 // most, which the next writer removes.
 constexpr const char* kNewFile = ".setcfg.new";
 constexpr mode_t kModeOfNew = 0600;
 constexpr int kLinkLimit = 40;  // the kernel's own
-
-class Descriptor {
-public:
-    explicit Descriptor(int fd) : fd_(fd) {}
-    ~Descriptor() {
-        if (fd_ >= 0) close(fd_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    void operator=(const Descriptor&) = delete;
-    bool is_open() const { return fd_ >= 0; }
-    int get() const { return fd_; }
-
-private:
-    int fd_;
-};
 
 // Not strerror: that one looks for translations.
 const char* describe(int error) {
@@ -66,18 +55,6 @@ const char* read_all(int file, std::string& text, struct stat& status) {
     return nullptr;
 }
 
-bool write_all(int file, const std::string& text) {
-    for (size_t done = 0; done < text.size();) {
-        const ssize_t count = write(file, text.data() + done, text.size() - done);
-        if (count >= 0) {
-            done += static_cast<size_t>(count);
-        } else if (errno != EINTR) {
-            return false;
-        }
-    }
-    return true;
-}
-
 // The path behind the symbolic links that `path` ends in; nothing needs to exist there. "" when the links go round in
 // circles.
 std::string follow_links(std::string path) {
@@ -105,7 +82,7 @@ struct OldFile {
 
 const char* read_old(int directory, const std::string& name, OldFile& old) {
     const Descriptor file(openat(directory, name.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
-    if (!file.is_open()) return errno == ENOENT ? nullptr : describe(errno);
+    if (!file) return errno == ENOENT ? nullptr : describe(errno);
     if (const char* why = read_all(file.get(), old.text, old.status)) return why;
     // A rename asks the directory only; who may not write the file shall not replace it.
     if (faccessat(directory, name.c_str(), W_OK, AT_EACCESS) != 0) return describe(errno);
@@ -123,7 +100,7 @@ const char* fill(int file, const OldFile& old, const std::string& text) {
     }
     // Always, whatever the umask; after the owner, whose change takes bits away.
     if (fchmod(file, old.exists ? old.status.st_mode & 07777 : kModeOfNew) != 0) return "cannot set its mode";
-    if (!write_all(file, text)) return "cannot write the new file";
+    if (!nas::write_all(file, text)) return "cannot write the new file";
     if (fsync(file) != 0) return "cannot sync the new file";
     return nullptr;
 }
@@ -132,7 +109,7 @@ std::string replace(int directory, const std::string& name, const OldFile& old, 
     (void)unlinkat(directory, kNewFile, 0);  // if it stays, the next line says why
     const Descriptor file(
         openat(directory, kNewFile, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kModeOfNew));
-    if (!file.is_open()) return failure("cannot create a file beside it");
+    if (!file) return failure("cannot create a file beside it");
     const char* step = fill(file.get(), old, text);
     if (step == nullptr && renameat(directory, kNewFile, directory, name.c_str()) != 0) {
         step = "cannot put the new file in its place";
@@ -152,7 +129,7 @@ const char* read_file(const char* path, std::string& text) {
     text.clear();
     // Not blocking, for the case that somebody made it a pipe.
     const Descriptor file(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-    if (!file.is_open()) return errno == ENOENT || errno == ENOTDIR ? nullptr : describe(errno);
+    if (!file) return errno == ENOENT || errno == ENOTDIR ? nullptr : describe(errno);
     struct stat status {};
     return read_all(file.get(), text, status);
 }
@@ -168,7 +145,7 @@ std::string write_setting(const char* path, const std::string& section, const st
     if (name == kNewFile) return "this name is setcfg's own";
 
     const Descriptor directory(open(directory_path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!directory.is_open()) return failure("cannot open its directory");
+    if (!directory) return failure("cannot open its directory");
     // The directory's own lock: it outlives the file's replacement, leaves no lock file behind, and ends with its
     // holder.
     while (flock(directory.get(), LOCK_EX) != 0) {

@@ -6,40 +6,25 @@
 #include <time.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
 
+#include "base/descriptor.h"
+#include "base/write_all.h"
+
 namespace nas {
 namespace {
 
-bool append_whole(int fd, const char* text, size_t length) {
+bool append_whole(int fd, const std::string& line) {
     struct stat before {};
     if (fstat(fd, &before) != 0) return false;
-    while (length > 0) {
-        const ssize_t written = write(fd, text, length);
-        if (written < 0 && errno == EINTR) continue;
-        if (written < 0) {
-            // Half a line would spoil the next one.
-            (void)!ftruncate(fd, before.st_size);
-            return false;
-        }
-        text += written;
-        length -= static_cast<size_t>(written);
-    }
-    return true;
+    if (write_all(fd, line)) return true;
+    (void)!ftruncate(fd, before.st_size);  // half a line would spoil the next one
+    return false;
 }
 
 }  // namespace
-
-json_t* json_text(const std::string& text) {
-    if (json_t* value = json_stringn(text.data(), text.size())) return value;
-    std::string ascii = text;
-    std::replace_if(
-        ascii.begin(), ascii.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; }, '?');
-    return json_stringn(ascii.data(), ascii.size());
-}
 
 std::string local_time_text() {
     const time_t now = time(nullptr);
@@ -49,21 +34,14 @@ std::string local_time_text() {
     return std::string(text, strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts));
 }
 
-int append_json_line(const char* path, json_t* document) {
-    std::unique_ptr<char, decltype(&std::free)> text(json_dumps(document, JSON_COMPACT), &std::free);
-    json_decref(document);
+int append_json_line(const char* path, Json document) {
+    const std::unique_ptr<char, decltype(&std::free)> text(json_dumps(document.get(), JSON_COMPACT), &std::free);
     if (!text) return -1;
-    std::string line(text.get());
-    line += '\n';
-    const int file = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0640);
-    if (file < 0) return -1;
-    int locked = -1;
-    do {
-        locked = flock(file, LOCK_EX);
-    } while (locked != 0 && errno == EINTR);
-    const bool written = locked == 0 && append_whole(file, line.data(), line.size());
-    close(file);
-    return written ? 0 : -1;
+    const std::string line = std::string(text.get()) + '\n';
+    const Descriptor file(open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0640));
+    while (file && flock(file.get(), LOCK_EX) != 0)
+        if (errno != EINTR) return -1;
+    return file && append_whole(file.get(), line) ? 0 : -1;
 }
 
 }  // namespace nas

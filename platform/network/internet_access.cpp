@@ -3,13 +3,13 @@
 #include <arpa/inet.h>
 #include <net/if.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <condition_variable>
 #include <cstring>
 #include <system_error>
 #include <vector>
 
+#include "base/descriptor.h"
 #include "kernel.h"
 
 namespace network {
@@ -43,8 +43,8 @@ bool find_gateway(Kernel& kernel, int ifindex, int family, IpAddress& gateway) {
 // Has the kernel look for a neighbour that it does not know: a datagram that nobody waits for. Whether it could be
 // sent is seen in the neighbour table.
 void send_datagram(const Link& link, const IpAddress& to) {
-    const int fd = socket(to.family, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (fd < 0) return;
+    const nas::Descriptor sender(socket(to.family, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!sender) return;
     sockaddr_storage storage = {};
     socklen_t length = sizeof(sockaddr_in);
     if (to.family == AF_INET) {
@@ -62,9 +62,10 @@ void send_datagram(const Link& link, const IpAddress& to) {
         std::memcpy(&storage, &address, sizeof address);
         length = sizeof address;
     }
-    if (setsockopt(fd, SOL_SOCKET, SO_BINDTODEVICE, link.name.c_str(), static_cast<socklen_t>(link.name.size())) == 0)
-        (void)sendto(fd, "", 0, MSG_DONTWAIT | MSG_NOSIGNAL, reinterpret_cast<const sockaddr*>(&storage), length);
-    close(fd);
+    if (setsockopt(sender.get(), SOL_SOCKET, SO_BINDTODEVICE, link.name.c_str(),
+                   static_cast<socklen_t>(link.name.size())) == 0)
+        (void)sendto(sender.get(), "", 0, MSG_DONTWAIT | MSG_NOSIGNAL, reinterpret_cast<const sockaddr*>(&storage),
+                     length);
 }
 
 // True when the probe is to end.

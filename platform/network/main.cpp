@@ -6,8 +6,8 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 
+#include "base/stream_owner.h"
 #include "methods.h"
 
 namespace {
@@ -17,12 +17,8 @@ constexpr int kWorkers = 4;
 bs_service* service = nullptr;        // set before the first signal can be delivered
 network::Methods* methods = nullptr;  // outlives the service's threads
 
-struct FreeIo {
-    void operator()(bs_io* io) const { bs_io_free(io); }
-};
-
 void serve(const char* method, bs_io* io, int fd) {
-    const std::unique_ptr<bs_io, FreeIo> owner(io);
+    const nas::StreamOwner owner(io);
     std::size_t length = 0;
     const char* body = bs_io_read(io, &length);
     const std::string reply = methods->answer(method, body == nullptr ? "" : std::string_view(body, length));

@@ -7,6 +7,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "json_lines.h"
@@ -75,15 +76,15 @@ int record(const Message& message) {
         const auto found = message.options.find(name);
         return nas::json_text(found == message.options.end() ? "" : found->second);
     };
-    json_t* line = json_object();
-    json_object_set_new(line, "time", nas::json_text(nas::local_time_text()));
-    json_object_set_new(line, "application", option('A'));
-    json_object_set_new(line, "category", option('C'));
-    json_object_set_new(line, "message_id", option('M'));
-    json_object_set_new(line, "level", option('l'));
-    json_object_set_new(line, "type", option('t'));
-    json_object_set_new(line, "message", nas::json_text(fill(message.text, message.values)));
-    if (nas::append_json_line(kNotificationLog, line) == 0) return 0;
+    nas::Json line(json_object());
+    json_object_set_new(line.get(), "time", nas::json_text(nas::local_time_text()).release());
+    json_object_set_new(line.get(), "application", option('A').release());
+    json_object_set_new(line.get(), "category", option('C').release());
+    json_object_set_new(line.get(), "message_id", option('M').release());
+    json_object_set_new(line.get(), "level", option('l').release());
+    json_object_set_new(line.get(), "type", option('t').release());
+    json_object_set_new(line.get(), "message", nas::json_text(fill(message.text, message.values)).release());
+    if (nas::append_json_line(kNotificationLog, std::move(line)) == 0) return 0;
     std::perror("notify: cannot append to /var/log/notification.log");
     return 1;
 }

@@ -19,7 +19,7 @@
 #include <thread>
 #include <vector>
 
-#include "bus/descriptor.h"
+#include "base/descriptor.h"
 #include "bus/framing.h"
 #include "bus/service.h"
 

@@ -1,4 +1,4 @@
-// The owner of one file descriptor.
+// The owner of one file descriptor, for the stand-ins and their programs.
 #pragma once
 
 #include <unistd.h>
@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <utility>
 
-namespace bsvc {
+namespace nas {
 
 class Descriptor {
 public:
@@ -35,4 +35,4 @@ private:
     int fd_;
 };
 
-}  // namespace bsvc
+}  // namespace nas
