@@ -6,8 +6,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstring>
+#include <utility>
 
 #include "base/descriptor.h"
 #include "base/write_all.h"
@@ -21,6 +23,11 @@ using nas::Descriptor;
 // One name for the whole directory: its lock allows one writer at a time, and so a killed one leaves one file at
 // most, which the next writer removes.
 constexpr const char* kNewFile = ".setcfg.new";
+// Empty, and never deleted: all writers of a directory must meet at the same file. It is not the directory itself
+// that is locked, since whoever may read that could hold its lock.
+constexpr const char* kLockFile = ".setcfg.lock";
+constexpr int kLockTimeout_s = 15;
+constexpr useconds_t kLockRetry_us = 2000;
 constexpr mode_t kModeOfNew = 0600;
 constexpr int kLinkLimit = 40;  // the kernel's own
 
@@ -90,6 +97,36 @@ const char* read_old(int directory, const std::string& name, OldFile& old) {
     return nullptr;
 }
 
+// The open lock file of a directory; nothing, with errno, when there can be none that others leave alone.
+Descriptor open_lock(int directory) {
+    Descriptor file(openat(directory, kLockFile, O_RDONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY,
+                           kModeOfNew));
+    struct stat status {};
+    if (!file || fstat(file.get(), &status) != 0) return Descriptor();
+    const bool is_own = status.st_uid == geteuid();
+    if (!S_ISREG(status.st_mode) || (!is_own && status.st_uid != 0)) {
+        errno = EPERM;
+        return Descriptor();
+    }
+    // The umask may have cut the mode, and somebody may have widened it.
+    const bool is_right = !is_own || (status.st_mode & 07777) == kModeOfNew || fchmod(file.get(), kModeOfNew) == 0;
+    return is_right ? std::move(file) : Descriptor();
+}
+
+// False, with errno, when the lock is not had within its time. It ends with the descriptor.
+bool lock(int file) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(kLockTimeout_s);
+    while (flock(file, LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK && errno != EINTR) return false;
+        if (std::chrono::steady_clock::now() >= deadline) {
+            errno = ETIMEDOUT;
+            return false;
+        }
+        usleep(kLockRetry_us);
+    }
+    return true;
+}
+
 // Null, or the step that failed with errno set.
 const char* fill(int file, const OldFile& old, const std::string& text) {
     struct stat status {};
@@ -142,15 +179,13 @@ std::string write_setting(const char* path, const std::string& section, const st
     const std::string directory_path = name_at == 0 ? "." : target.substr(0, name_at);
     const std::string name = target.substr(name_at);
     if (name.empty() || name == "." || name == "..") return describe(EISDIR);
-    if (name == kNewFile) return "this name is setcfg's own";
+    if (name == kNewFile || name == kLockFile) return "this name is setcfg's own";
 
     const Descriptor directory(open(directory_path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!directory) return failure("cannot open its directory");
-    // The directory's own lock: it outlives the file's replacement, leaves no lock file behind, and ends with its
-    // holder.
-    while (flock(directory.get(), LOCK_EX) != 0) {
-        if (errno != EINTR) return failure("cannot lock its directory");
-    }
+    const Descriptor lock_file = open_lock(directory.get());
+    if (!lock_file) return failure("cannot open the lock file of its directory");
+    if (!lock(lock_file.get())) return failure("cannot lock its directory");
     OldFile old;
     if (const char* why = read_old(directory.get(), name, old)) return why;
     std::string text = old.text;

@@ -30,8 +30,12 @@ inline void expect_failure(const Finished& run, const std::string& name) {
 
 class WithSettings : public InFolder {
 protected:
-    // How many entries the folder has.
-    long entries() const { return std::distance(std::filesystem::directory_iterator(folder_), {}); }
+    // How many entries the folder has, the writers' lock file not counted.
+    long entries() const {
+        return std::distance(std::filesystem::directory_iterator(folder_), {}) - std::filesystem::exists(lock_);
+    }
+
+    const std::filesystem::path lock_ = folder_ / ".setcfg.lock";
 
     const std::filesystem::path file_ = folder_ / "corvane.conf";
 };

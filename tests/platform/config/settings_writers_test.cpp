@@ -1,14 +1,17 @@
 // The file as a whole: who may read and write it, what stays of it, many writers, killed writers.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
+#include <functional>
 #include <random>
 #include <sstream>
 
+#include "base/descriptor.h"
 #include "settings_tools.h"
 
 namespace harbex::test {
@@ -63,6 +66,33 @@ TEST_F(SettingsFile, LinksAreFollowed) {
     }
     expect_failure(setcfg("s", "a", "1", folder_ / "loop"), "set in a circle of links");
     expect_failure(getcfg("s", "a", folder_ / "loop"), "get from a circle of links");
+}
+
+TEST_F(SettingsFile, LockIsTheWritersOwn) {
+    write_text(file_, "[s]\na = 1\n");
+    const nas::Descriptor reader(open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ASSERT_EQ(flock(reader.get(), LOCK_EX), 0);
+    umask(0777);
+    EXPECT_EQ(setcfg("s", "a", "2", file_).status, 0) << "who may only read the folder stops nobody";
+    umask(022);
+    EXPECT_EQ(status_of(lock_).st_mode, S_IFREG | 0600U);
+    expect_failure(setcfg("s", "a", "1", lock_), "no settings file");
+
+    const nas::Descriptor writer(open(lock_.c_str(), O_RDONLY | O_CLOEXEC));
+    ASSERT_EQ(flock(writer.get(), LOCK_EX), 0);
+    const auto start = std::chrono::steady_clock::now();
+    expect_failure(setcfg("s", "a", "3", file_), "a writer that never ends");
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(15));
+    const std::function<void()> fakes[] = {[&] { mkfifo(lock_.c_str(), 0600); },
+                                           [&] { fs::create_symlink("elsewhere", lock_); },
+                                           [&] { fs::create_directory(lock_); }};
+    for (const auto& fake : fakes) {
+        fs::remove(lock_);
+        fake();
+        expect_failure(setcfg("s", "a", "3", file_), "a lock file of another kind");
+    }
+    EXPECT_EQ(getcfg("s", "a", file_).out, "2\n");
+    EXPECT_FALSE(fs::exists(folder_ / "elsewhere"));
 }
 
 TEST_F(SettingsFile, ConcurrentWritersLoseNothing) {
