@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,6 +19,12 @@ inline std::optional<int64_t> parse_int64(std::string_view text) {
     const auto [stop, error] = std::from_chars(text.data(), end, value);
     if (error != std::errc() || stop != end) return std::nullopt;
     return value;
+}
+
+// The number that `text` begins with, as strtoll reads it: leading blanks, a sign, digits up to the first other
+// character. 0 when there are none; what is out of range becomes the nearest that there is.
+inline int64_t leading_int64(const std::string& text) {
+    return strtoll(text.c_str(), nullptr, 10);
 }
 
 // Six significant digits, the shorter of fixed and exponent form: what a text stream writes by default.

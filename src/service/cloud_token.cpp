@@ -156,7 +156,7 @@ int read_token(std::string& token) {
 
 // When the token ends, in seconds since the epoch; 0 when it does not say so.
 int64_t expiry_of(const std::string& token) {
-    return system::parse_int64(token.substr(token.rfind('.') + 1)).value_or(0);
+    return system::leading_int64(token.substr(token.rfind('.') + 1));
 }
 
 }  // namespace

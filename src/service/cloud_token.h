@@ -22,7 +22,7 @@ namespace harbex::service {
 [[nodiscard]] int auth_connector_refresh_token();
 
 // Whether the time behind the token's last point, or all of it when it has none, is later than `now_s` (both seconds
-// since the epoch). What is no decimal number has passed.
+// since the epoch). The time is the number that the text begins with, 0 without one.
 bool is_cloud_token_valid(const std::string& token, int64_t now_s);
 
 // Bus methods. The first reads {"oauth_response_encoded": text}, the others nothing.

@@ -119,7 +119,10 @@ Refusal read_org_name(const std::string& response, std::string& name) {
 // Asks the organisation centre for the organisation's record.
 Refusal query_org(const std::string& org_id, std::string& response) {
     std::string cloud_token;
-    if (Get_cloudtoken(cloud_token) != E_SUCCESS) return {E_CMD_FAILED, "Failed to get cloud token"};
+    if (Get_cloudtoken(cloud_token) != E_SUCCESS) {
+        constexpr const char* kFailure = "Failed to get cloud token";
+        return {failed(E_CMD_FAILED, kFailure), kFailure};
+    }
     const system::RestRequest request{
         .method = system::HttpMethod::kGet,
         .url = corvane::get_org_center_api_url("/v1.2/organization/" + org_id),
@@ -147,7 +150,7 @@ int Get_corvanetoken(const std::string& org_id, std::string& token) {
     Renewal::Turn turn(token_renewal());
     std::string last_seen;
     (void)corvane::read_setting(kTokenLastSeen, last_seen);  // a failure leaves no time, and that is stale
-    const int64_t last_seen_s = system::parse_int64(last_seen).value_or(0);
+    const int64_t last_seen_s = system::leading_int64(last_seen);
     if (is_corvane_token_fresh(time(nullptr), last_seen_s)) {
         Logger::Log(DEBUG, "corvane_token is not expired");
         std::string stored;
@@ -177,7 +180,7 @@ int Get_corvanetoken(bs_io* io) {
     }
     std::string token;
     if (Get_corvanetoken(std::string(json_string_value(org_id), json_string_length(org_id)), token) != E_SUCCESS) {
-        return send_error_response(io, E_CMD_FAILED, "Failed to get corvane token");
+        return refuse(io, E_CMD_FAILED, "Failed to get corvane token");
     }
     return send_success_response(io, json_stringn(token.data(), token.size()));
 }

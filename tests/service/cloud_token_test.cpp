@@ -21,10 +21,11 @@ TEST(CloudToken, IsValidUntilItsTime) {
         const char* token;
         bool valid;
     } cases[] = {
-        {"a second left", "va1.abc.1800000001", true},    {"ends now", "va1.abc.1800000000", false},
-        {"the last point counts", "1800000001.5", false}, {"no point: all of it", "1800000001", true},
-        {"beyond 32 bits", "t.4294967296000", true},      {"nothing behind the point", "va1.1800000001.", false},
-        {"a number and more", "va1.1800000001s", false},  {"beyond 64 bits", "va1.99999999999999999999", false},
+        {"a second left", "va1.abc.1800000001", true},      {"ends now", "va1.abc.1800000000", false},
+        {"the last point counts", "1800000001.5", false},   {"no point: all of it", "1800000001", true},
+        {"beyond 32 bits", "t.4294967296000", true},        {"nothing behind the point", "va1.1800000001.", false},
+        {"a number and more", "va1. +1800000001s", true},   {"beyond 64 bits", "va1.99999999999999999999", true},
+        {"below them", "va1.-99999999999999999999", false}, {"no number", "va1.soon", false},
     };
     for (const auto& c : cases)
         EXPECT_EQ(service::is_cloud_token_valid(c.token, kNow), c.valid) << c.name;

@@ -11,7 +11,8 @@ namespace {
 constexpr const char* kLoginPath = "cloud:/cvnms/nmsuser/api/v1/edge/login";
 constexpr const char* kOrgPath = "cloud:/v1.2/organization/*";
 constexpr const char* kRequest = R"({"orgId": "org-7f3a1c"})";
-const std::string kRefused = refusal(1010, "Failed to get corvane token");
+const std::string kFailure = "Failed to get corvane token";
+const std::string kRefused = refusal(1010, kFailure);
 
 TEST(CorvaneToken, IsFreshForADay) {
     constexpr int64_t kNow = 1'800'000'000;
@@ -79,7 +80,7 @@ TEST_F(CorvaneTokens, LoginGoesOutAsTheCloudKnowsIt) {
     store(token, "0");
     const std::string odd = R"({"orgId": "a\"b/ü"})";
     const std::string failure = "[corvane_api_edge_login] easycurl failed, err = 82";
-    expect_call("the id goes out as it is", "Get_corvanetoken", odd, kRefused, {failure});
+    expect_call("the id goes out as it is", "Get_corvanetoken", odd, kRefused, {failure, kFailure});
     const auto requests = cloud_requests();
     ASSERT_EQ(requests.size(), 1U);
     EXPECT_TRUE(requests[0].ends_with("\n\n{\"orgId\": \"a\"b/ü\"}")) << requests[0];
@@ -96,7 +97,8 @@ TEST_F(CorvaneTokens, StoredTokenIsJudgedByItsTime) {
     } cases[] = {
         {"nearly a day old", std::to_string(now - 86400 + 600), ""},
         {"a day old", std::to_string(now - 86401), std::to_string(now - 86401)},
-        {"a number and more", "4000000000s", "0"},
+        {"a number and more", "4000000000s", ""},
+        {"before all time", "-99999999999999999999", "-9223372036854775808"},
     };
     for (const auto& c : cases) {
         store(kStored, c.last_seen);
@@ -116,18 +118,20 @@ TEST_F(CorvaneTokens, StoredTokenIsJudgedByItsTime) {
 TEST_F(CorvaneTokens, MalformedRequests) {
     const std::string no_org = "orgId is missing or not a string in input JSON";
     const std::string refused = refusal(1010, "Missing or invalid orgId in input");
-    expect_rows(
-        "Get_corvanetoken",
-        {
-            {"nothing", "", refusal(1010, "No input data"), {"No data received from bs_io"}},
-            {"no JSON",
-             "org",
-             refusal(1010, "Invalid JSON input"),
-             {"Failed to parse input JSON: '[' or '{' expected near 'org'"}},
-            {"no object", R"(["orgId"])", refused, {no_org}},
-            {"a number", R"({"orgId": 7})", refused, {no_org}},
-            {"never signed in", kRequest, kRefused, {"vellum_token is empty", "Failed to obtain vellumToken"}},
-        });
+    expect_rows("Get_corvanetoken",
+                {
+                    {"nothing", "", refusal(1010, "No input data"), {"No data received from bs_io"}},
+                    {"no JSON",
+                     "org",
+                     refusal(1010, "Invalid JSON input"),
+                     {"Failed to parse input JSON: '[' or '{' expected near 'org'"}},
+                    {"no object", R"(["orgId"])", refused, {no_org}},
+                    {"a number", R"({"orgId": 7})", refused, {no_org}},
+                    {"never signed in",
+                     kRequest,
+                     kRefused,
+                     {"vellum_token is empty", "Failed to obtain vellumToken", kFailure}},
+                });
     EXPECT_EQ(cloud_requests(), std::vector<std::string>());
 }
 
@@ -137,22 +141,24 @@ TEST_F(CorvaneTokens, LoginThatFails) {
     const char* cut_short = R"({"corvaneToken": "t)";
     sign_nas_in();
     store("old", "1000");
-    expect_faults(
-        kLoginPath, "Get_corvanetoken", kRequest,
-        {
-            {"refused", "refuse", kRefused, {login + "easycurl failed, err = 7"}},
-            {"denied", R"(status:403,body:{"corvaneToken": "t"})", kRefused, {login + "easycurl failed, err = 82"}},
-            {"cut short",
-             std::string("body:") + cut_short,
-             kRefused,
-             {login + "Failed to parse JSON: " + parser_text(cut_short)}},
-            {"no object", "body:[]", kRefused, {no_token}},
-            {"a number", R"(body:{"corvaneToken": 5})", kRefused, {no_token}},
-            {"two lines",
-             R"(body:{"corvaneToken": "t\nCORVANE_ORG_ID = o"})",
-             kRefused,
-             {"Failed to save corvaneToken to corvane.conf"}},
-        });
+    expect_faults(kLoginPath, "Get_corvanetoken", kRequest,
+                  {
+                      {"refused", "refuse", kRefused, {login + "easycurl failed, err = 7", kFailure}},
+                      {"denied",
+                       R"(status:403,body:{"corvaneToken": "t"})",
+                       kRefused,
+                       {login + "easycurl failed, err = 82", kFailure}},
+                      {"cut short",
+                       std::string("body:") + cut_short,
+                       kRefused,
+                       {login + "Failed to parse JSON: " + parser_text(cut_short), kFailure}},
+                      {"no object", "body:[]", kRefused, {no_token, kFailure}},
+                      {"a number", R"(body:{"corvaneToken": 5})", kRefused, {no_token, kFailure}},
+                      {"two lines",
+                       R"(body:{"corvaneToken": "t\nCORVANE_ORG_ID = o"})",
+                       kRefused,
+                       {"Failed to save corvaneToken to corvane.conf", kFailure}},
+                  });
 }
 
 TEST_F(CorvaneTokens, OnlyTheLoginMayDoWithoutCertificates) {
@@ -166,7 +172,7 @@ TEST_F(CorvaneTokens, OnlyTheLoginMayDoWithoutCertificates) {
         store("old", "0");
         switch_checks("True");
         expect_call(certificate, "Get_corvanetoken", kRequest, kRefused,
-                    {"[corvane_api_edge_login] easycurl failed, err = 60"});
+                    {"[corvane_api_edge_login] easycurl failed, err = 60", kFailure});
         switch_checks("true");
         EXPECT_TRUE(call("Get_corvanetoken", kRequest).reply.starts_with(R"({"data": "ct1-)")) << certificate;
         expect_call(
@@ -182,13 +188,13 @@ TEST_F(CorvaneTokens, SettingsThatFail) {
     {
         const FailingSetting tool("setcfg", "CORVANE_TOKEN_LAST_SEEN");
         expect_call("its time", "Get_corvanetoken", kRequest, kRefused,
-                    {"Failed to save corvaneToken timestamp to corvane.conf"});
+                    {"Failed to save corvaneToken timestamp to corvane.conf", kFailure});
         EXPECT_TRUE(stored_token().starts_with("ct1-")) << "stays stored";
     }
     set_setting(kCorvaneConf, "CORVANE_TOKEN_LAST_SEEN", std::to_string(time(nullptr)));
     {
         const FailingSetting tool("getcfg", "CORVANE_TOKEN");
-        expect_call("reading", "Get_corvanetoken", kRequest, kRefused, {"Failed to get corvane_token"});
+        expect_call("reading", "Get_corvanetoken", kRequest, kRefused, {"Failed to get corvane_token", kFailure});
     }
     const FailingSetting tool("getcfg", "CORVANE_TOKEN_LAST_SEEN");
     const Outcome stale = call("Get_corvanetoken", kRequest);
@@ -245,7 +251,7 @@ TEST_F(CorvaneTokens, OrganisationsNameThatCannotBeHad) {
                 {"Failed to get CORVANE_ORG_ID from corvane.conf"});
     set_setting(kCorvaneConf, "CORVANE_ORG_ID", "org-b41d92");
     expect_call("never signed in", "Update_org_name", "", refusal(1010, "Failed to get cloud token"),
-                {"vellum_token is empty"});
+                {"vellum_token is empty", "Failed to get cloud token"});
     sign_nas_in();
     set_setting(kCorvaneConf, "CORVANE_ORG_NAME", "before");
     expect_faults(
