@@ -30,8 +30,8 @@ constexpr corvane::Setting kVellumRefreshToken{kBidConf, kBrindleIdSection, "VEL
                                                "",       nullptr,           nullptr};
 constexpr size_t kBlockSize = 16;
 
-// One turn covers reading, judging, renewing and storing the tokens. Never destroyed: bus threads may still be in
-// here at exit.
+// One turn covers judging again, renewing and storing the tokens. Never destroyed: bus threads may still be in here
+// at exit.
 Renewal& token_renewal() {
     static Renewal& renewal = *new Renewal;
     return renewal;
@@ -154,6 +154,19 @@ int read_token(std::string& token) {
     return E_SUCCESS;
 }
 
+// The token that is stored by the time of this caller's turn, renewed unless it is good by now.
+int renewed_token(const Renewal::Arrival& arrival, std::string& token) {
+    Renewal::Turn turn(arrival);
+    if (const int result = read_token(token); result != E_SUCCESS) return result;
+    if (is_cloud_token_valid(token, time(nullptr))) return E_SUCCESS;
+    Logger::Log(DEBUG, "vellum_token is expired, need to be refreshed");
+    const std::optional<int> awaited = turn.awaited(kOneToken);
+    const int renewed = awaited ? *awaited : turn.note(kOneToken, refresh());
+    if (renewed != E_SUCCESS) return failed(E_CMD_FAILED, "Failed to refresh vellum_token");
+    // Not judged again: a NAS whose clock is ahead would never get a token.
+    return read_token(token);
+}
+
 // When the token ends, in seconds since the epoch; 0 when it does not say so.
 int64_t expiry_of(const std::string& token) {
     return system::leading_int64(token.substr(token.rfind('.') + 1));
@@ -166,28 +179,23 @@ bool is_cloud_token_valid(const std::string& token, int64_t now_s) {
 }
 
 int save_vellumtoken(const std::string& oauth_response_encoded) {
-    Renewal::Turn turn(token_renewal());
+    Renewal::Turn turn{Renewal::Arrival(token_renewal())};
     // How an earlier renewal went says nothing about the tokens of a new sign-in.
     return turn.note(kSignIn, store_tokens(oauth_response_encoded));
 }
 
 int auth_connector_refresh_token() {
-    Renewal::Turn turn(token_renewal());
+    Renewal::Turn turn{Renewal::Arrival(token_renewal())};
     return turn.note(kOneToken, refresh());
 }
 
 int Get_cloudtoken(std::string& token) {
-    Renewal::Turn turn(token_renewal());
+    const Renewal::Arrival arrival(token_renewal());
     std::string stored;
-    if (const int result = read_token(stored); result != E_SUCCESS) return result;
-    if (!is_cloud_token_valid(stored, time(nullptr))) {
-        Logger::Log(DEBUG, "vellum_token is expired, need to be refreshed");
-        const std::optional<int> awaited = turn.awaited(kOneToken);
-        const int renewed = awaited ? *awaited : turn.note(kOneToken, refresh());
-        if (renewed != E_SUCCESS) return failed(E_CMD_FAILED, "Failed to refresh vellum_token");
-        // Not judged again: a NAS whose clock is ahead would never get a token.
-        if (const int result = read_token(stored); result != E_SUCCESS) return result;
-    }
+    int result = read_token(stored);
+    // A good token waits for no cloud.
+    if (result == E_SUCCESS && !is_cloud_token_valid(stored, time(nullptr))) result = renewed_token(arrival, stored);
+    if (result != E_SUCCESS) return result;
     token = std::move(stored);
     return E_SUCCESS;
 }

@@ -13,7 +13,7 @@ namespace harbex::service {
 [[nodiscard]] int save_vellumtoken(const std::string& oauth_response_encoded);
 
 // The stored access token, renewed first when it has expired. Callers that find it expired at the same time share one
-// renewal, and its failure. Blocks for up to 10 s of transfer, and for those under way. E_SUCCESS, or
+// renewal, and its failure; they block for up to 10 s of transfer, and for those under way. E_SUCCESS, or
 // E_CMD_FAILED with `token` untouched.
 [[nodiscard]] int Get_cloudtoken(std::string& token);
 

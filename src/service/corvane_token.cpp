@@ -31,7 +31,7 @@ constexpr corvane::Setting kTokenLastSeen = join_setting("CORVANE_TOKEN_LAST_SEE
 constexpr corvane::Setting kOrgId = join_setting("CORVANE_ORG_ID");
 constexpr corvane::Setting kOrgName = join_setting("CORVANE_ORG_NAME");
 
-// One turn covers reading, judging, fetching and storing the token; taken before the cloud token's. Never destroyed:
+// One turn covers judging again, fetching and storing the token; taken before the cloud token's. Never destroyed:
 // bus threads may still be in here at exit.
 Renewal& token_renewal() {
     static Renewal& renewal = *new Renewal;
@@ -95,6 +95,40 @@ int fetch_token(const std::string& org_id, std::string& token) {
     return E_SUCCESS;
 }
 
+struct LastSeen {
+    std::string text;
+    int64_t time_s;  // since the epoch; 0 when the text says no time
+    bool is_fresh() const { return is_corvane_token_fresh(time(nullptr), time_s); }
+};
+
+LastSeen read_last_seen() {
+    std::string text;
+    (void)corvane::read_setting(kTokenLastSeen, text);  // a failure leaves no time, and that is stale
+    const int64_t time_s = system::leading_int64(text);
+    return {std::move(text), time_s};
+}
+
+int read_fresh_token(std::string& token) {
+    Logger::Log(DEBUG, "corvane_token is not expired");
+    std::string stored;
+    if (corvane::read_setting(kToken, stored) != 0) return failed(E_CMD_FAILED, "Failed to get corvane_token");
+    token = std::move(stored);
+    return E_SUCCESS;
+}
+
+// The token that is stored by the time of this caller's turn, or a new one unless it is fresh by now.
+int renewed_token(const Renewal::Arrival& arrival, const std::string& org_id, std::string& token) {
+    Renewal::Turn turn(arrival);
+    const LastSeen last_seen = read_last_seen();
+    if (last_seen.is_fresh()) return read_fresh_token(token);
+    Logger::Log(INFO, "corvane_token expiration is %s %lld", last_seen.text.c_str(),
+                static_cast<long long>(last_seen.time_s));
+    // A login for another organisation, or one that went well, says nothing about this one.
+    const std::optional<int> awaited = turn.awaited(org_id);
+    if (awaited && *awaited != E_SUCCESS) return *awaited;
+    return turn.note(org_id, fetch_token(org_id, token));
+}
+
 struct Refusal {
     int code;
     const char* message;
@@ -147,22 +181,9 @@ bool is_corvane_token_fresh(int64_t now_s, int64_t last_seen_s) {
 }
 
 int Get_corvanetoken(const std::string& org_id, std::string& token) {
-    Renewal::Turn turn(token_renewal());
-    std::string last_seen;
-    (void)corvane::read_setting(kTokenLastSeen, last_seen);  // a failure leaves no time, and that is stale
-    const int64_t last_seen_s = system::leading_int64(last_seen);
-    if (is_corvane_token_fresh(time(nullptr), last_seen_s)) {
-        Logger::Log(DEBUG, "corvane_token is not expired");
-        std::string stored;
-        if (corvane::read_setting(kToken, stored) != 0) return failed(E_CMD_FAILED, "Failed to get corvane_token");
-        token = std::move(stored);
-        return E_SUCCESS;
-    }
-    Logger::Log(INFO, "corvane_token expiration is %s %lld", last_seen.c_str(), static_cast<long long>(last_seen_s));
-    // A login for another organisation, or one that went well, says nothing about this one.
-    const std::optional<int> awaited = turn.awaited(org_id);
-    if (awaited && *awaited != E_SUCCESS) return *awaited;
-    return turn.note(org_id, fetch_token(org_id, token));
+    const Renewal::Arrival arrival(token_renewal());
+    // A fresh token waits for no cloud.
+    return read_last_seen().is_fresh() ? read_fresh_token(token) : renewed_token(arrival, org_id, token);
 }
 
 int Get_corvanetoken(bs_io* io) {

@@ -230,6 +230,21 @@ TEST_F(CorvaneTokens, CallersShareOneLogin) {
     }
 }
 
+TEST_F(CorvaneTokens, GoodTokensWaitForNoRenewal) {
+    sign_nas_in("--expires-in -1");
+    const ReplacedTool tool("/sbin/getcfg", std::string("[ $2 != VELLUM_REFRESH_TOKEN ] || ") + kGate +
+                                                "\nexec /sbin/getcfg.replaced \"$@\"");
+    std::filesystem::remove("/tmp/sign");
+    std::thread held_up([] { (void)bus_call(kDaemonService, "Get_corvanetoken", kRequest); });
+    log().lines_until("DEBUG vellum_token is expired, need to be refreshed");  // in both turns
+    set_setting(kBidConf, "VELLUM_TOKEN", "good.4000000000");
+    store("fresh", "4000000000");
+    EXPECT_EQ(bus_call(kDaemonService, "Get_cloudtoken", "", 20).text, success(quoted("good.4000000000")));
+    EXPECT_EQ(bus_call(kDaemonService, "Get_corvanetoken", kRequest, 20).text, success(quoted("fresh")));
+    write_text("/tmp/sign", "");
+    held_up.join();
+}
+
 TEST_F(CorvaneTokens, OrganisationsName) {
     const std::string account = sign_nas_in();
     set_setting(kCorvaneConf, "CORVANE_ORG_ID", "org-b41d92");
