@@ -2,14 +2,19 @@
 
 #include <jansson.h>
 
+#include <time.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 
+#include "account_token.h"
 #include "common/bus_query.h"
 #include "common/error_code.h"
 #include "common/json_owner.h"
+#include "common/last_exchange.h"
+#include "corvane/cloud/bid_token_status.h"
 #include "corvane/cloud/edge_token.h"
 #include "corvane/cloud/org_center.h"
 #include "corvane/cloud/precheck.h"
@@ -21,6 +26,7 @@
 #include "corvane/device/agent.h"
 #include "corvane/device/edge_daemon.h"
 #include "corvane/device/gateway.h"
+#include "corvane/device/identity.h"
 #include "corvane/device/settings.h"
 #include "corvane/device/supernode.h"
 #include "eventlog/event_log.h"
@@ -30,6 +36,8 @@ namespace {
 
 using Arguments = std::vector<std::string>;
 
+constexpr long kNotFound = 404;
+constexpr const char* kAutoRegion = "auto";
 constexpr size_t kMaxInput = size_t{1} << 20;  // what a bus call takes
 
 constexpr corvane::BusQuery kSaveToken{
@@ -83,7 +91,10 @@ Outcome sign_in(const Arguments& arguments, JsonValue&) {
     if (const int result = read_all(arguments[0], encoded); result != NO_ERROR) return result;
     encoded.erase(encoded.find_last_not_of(" \t\r\n") + 1);
     const JsonOwner request(json_pack("{s:s%}", "oauth_response_encoded", encoded.data(), encoded.size()));
-    return request ? query(kSaveToken, request.get()) : ERR_WRONG_JSON_FORMAT;
+    if (!request) return ERR_WRONG_JSON_FORMAT;
+    if (const int result = query(kSaveToken, request.get()); result != NO_ERROR) return result;
+    // The SD-WAN token may be the former user's, or revoked; without this it would be served for a day.
+    return corvane::invalidate_corvanetoken();
 }
 
 Outcome token_refresh(const Arguments&, JsonValue&) {
@@ -101,8 +112,15 @@ Outcome org_create(const Arguments& arguments, JsonValue& data) {
     return result;
 }
 
+// The mark in the account's settings stays when the cloud removes this NAS; the device id does not.
+bool is_joined() {
+    return !corvane::get_device_id().empty();
+}
+
 // The site comes first: it is asked of the cloud, so that an id that is none changes nothing.
 Outcome org_use(const Arguments& arguments, JsonValue&) {
+    std::string joined_to;
+    if (is_joined() && (corvane::get_org_id(joined_to) != NO_ERROR || joined_to != arguments[0])) return ERR_ACCESS;
     const int result = corvane::set_site_id(arguments[0]);
     if (result != NO_ERROR) return result;
     const int stored = corvane::set_org_id(arguments[0], arguments[1].empty() ? arguments[0] : arguments[1]);
@@ -120,10 +138,20 @@ Outcome region_use(const Arguments& arguments, JsonValue&) {
     return corvane::set_region_id(arguments[0], arguments[1].empty() ? arguments[0] : arguments[1]);
 }
 
+// "auto" is the name only as long as the cloud's topology has not decided.
+int name_resolved_region() {
+    std::string id;
+    std::string name;
+    (void)corvane::get_region_name(name);  // always NO_ERROR
+    if (name != kAutoRegion || corvane::get_region_id(id) != NO_ERROR || id == kAutoRegion) return NO_ERROR;
+    return corvane::set_region_id(id, id);
+}
+
 // Enrols the NAS and starts what then runs on it.
 Outcome join(const Arguments&, JsonValue& data) {
     JsonValue enrolment;  // holds a token, which is not for the screen
     if (const int result = corvane::device_register(enrolment); result != NO_ERROR) return result;
+    if (const int result = name_resolved_region(); result != NO_ERROR) return result;
     if (const int result = corvane::set_corvane_express_cfg(); result != NO_ERROR) return result;
     if (corvane::invoke_corvane_express("start") != 0) return ERR_CORVANE_CORVANE_EXPRESS_SCRIPT;
     if (corvane::invoke_cloudagent("start") != 0) return ERR_CORVANE_CLOUDAGENT_SCRIPT;
@@ -133,12 +161,20 @@ Outcome join(const Arguments&, JsonValue& data) {
     return NO_ERROR;
 }
 
-Outcome leave(const Arguments&, JsonValue&) {
+// Whether the cloud, asked to delete this device by somebody it knows, said that there is none.
+bool is_gone_from_cloud(int result) {
+    const system::LastExchange& deletion = system::last_exchange();
+    return result == ERR_HTTP_ERROR && deletion.kind == system::LastExchange::Kind::kTransfer &&
+           deletion.http_status == kNotFound && read_account_token().is_valid(time(nullptr));
+}
+
+// Deletes the device in the cloud.
+Outcome unregister() {
     JsonValue answer;
     const int result = corvane::device_unregister(answer);
+    if (is_gone_from_cloud(result)) return corvane::write_setting(corvane::kBidTokenStatus, "");
     switch (result) {
         case NO_ERROR:
-            break;
         case ERR_EASYCURL_FAIL:
         case ERR_CORVANE_GETCLOUDTOKEN:
         case ERR_CORVANE_GETCORVANETOKEN:
@@ -148,6 +184,12 @@ Outcome leave(const Arguments&, JsonValue&) {
         default:
             return {result, CodeOf::kTransfer};
     }
+}
+
+// A device that the cloud does not know any more is taken down all the same: an earlier leave got that far, or it was
+// deleted there.
+Outcome leave(const Arguments&, JsonValue&) {
+    if (const Outcome deleted = unregister(); deleted.code != NO_ERROR) return deleted;
     corvane::stop_corvane_services();
     return corvane::remove_corvane_configs();
 }

@@ -32,6 +32,7 @@ constexpr Words kWords[] = {
     {ERR_REGULAR_FILE, "the file cannot be read"},
     {ERR_SAVE_FILE, "a file cannot be written"},
     {ERR_SAVE_CONFIG, "the serial number cannot be stored"},
+    {ERR_ACCESS, "this NAS is joined to another organisation; leave that first"},
     {ERR_BS_IO_FAILED, "a service gave no answer"},
     {ERR_BS_CALL_FAILED, "a service cannot be called"},
     {ERR_BS_API_RET_ERROR, "a service answered a failure; the trace log tells which"},

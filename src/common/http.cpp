@@ -11,6 +11,7 @@
 
 #include "common/config_store.h"
 #include "common/error_code.h"
+#include "common/last_exchange.h"
 #include "common/settings_files.h"
 #include "common/trace_log.h"
 
@@ -83,14 +84,17 @@ int easycurl(void* handle, std::string& response) {
     curl_easy_setopt(handle, CURLOPT_TIMEOUT, kTransferTimeout_s);
 
     const CURLcode result = curl_easy_perform(handle);
+    long status = 0;
+    curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
+    const char* url = nullptr;
+    curl_easy_getinfo(handle, CURLINFO_EFFECTIVE_URL, &url);
+    note_transfer(url, result, status);
     if (result != CURLE_OK) {
         HARBEXLOG(HARBEXLOG_ERROR, "[easycurl] curl_easy_perform failed with error code: %d, %s, %s\n",
                   static_cast<int>(result), curl_easy_strerror(result), response.c_str());
         curl_easy_cleanup(handle);
         return result;
     }
-    long status = 0;
-    curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
     curl_easy_cleanup(handle);
     if (status < 200 || status > 299) {
         HARBEXLOG(HARBEXLOG_ERROR, "[easycurl] HTTP request failed with status code: %ld, response: %s\n", status,

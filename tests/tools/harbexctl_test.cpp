@@ -116,6 +116,34 @@ TEST_F(Harbexctl, ChangingTheOrganisationForgetsItsTokenAndLeavingNamesTheTransf
     EXPECT_EQ("", requests());
 }
 
+TEST_F(Harbexctl, LeaveFinishesWhatTheCloudAlreadyForgot) {
+    ASSERT_EQ(0, control("join").status);
+    EXPECT_EQ("grp-east", stored(kCorvaneConf, "CORVANE_REGION_NAME")) << "the name follows what \"auto\" came to";
+    (void)requests();
+    EXPECT_EQ(1, control("org use org-b41d92").status);
+    EXPECT_EQ("org-7f3a1c grp-east",
+              stored(kCorvaneConf, "CORVANE_ORG_ID") + " " + stored(kCorvaneConf, "CORVANE_REGION_ID"));
+    EXPECT_EQ("", requests()) << "a joined NAS keeps its organisation";
+    for (const char* refusal : {"status:401", "status:403", "status:503", "delay:11"}) {
+        const Fault fault("cloud:/cvnms/bthings/api/v1/devices/*", refusal);
+        EXPECT_EQ(1, control("leave").status) << refusal;
+        EXPECT_TRUE(std::filesystem::exists(kAgentLink)) << refusal;
+    }
+    {
+        const ReplacedTool agent("/etc/init.d/corvane_cloudagent.sh", "exit 1");
+        EXPECT_EQ(1, control("leave").status);
+    }
+    EXPECT_EQ(0, control("leave").status) << "the cloud says 404 now";
+    EXPECT_FALSE(std::filesystem::exists(kAgentLink));
+    EXPECT_EQ("", stored(kBidConf, "bid_token_status"));
+}
+
+TEST_F(Harbexctl, SignInForgetsTheFormerSdWanToken) {
+    shell("cloudctl sign-out && signin | harbexctl sign-in");
+    EXPECT_EQ("0", stored(kCorvaneConf, "CORVANE_TOKEN_LAST_SEEN"));
+    EXPECT_EQ(0, control("join && harbexctl leave").status) << "with the revoked one it could not";
+}
+
 TEST_F(Harbexctl, ShowsNoToken) {
     shell("signin >/tmp/answer");
     const std::string answer = read_text("/tmp/answer").substr(0, 60);
