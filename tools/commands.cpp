@@ -10,7 +10,6 @@
 #include <memory>
 
 #include "account_token.h"
-#include "common/bus_query.h"
 #include "common/error_code.h"
 #include "common/json_owner.h"
 #include "common/last_exchange.h"
@@ -24,6 +23,7 @@
 #include "corvane/cloud/supernode_usage.h"
 #include "corvane/cloud/unregistration.h"
 #include "corvane/device/agent.h"
+#include "corvane/device/bus_query.h"
 #include "corvane/device/edge_daemon.h"
 #include "corvane/device/gateway.h"
 #include "corvane/device/identity.h"

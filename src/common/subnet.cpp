@@ -1,7 +1,6 @@
 #include "common/subnet.h"
 
 #include <arpa/inet.h>
-#include <bsvc.h>
 #include <ifaddrs.h>
 #include <jansson.h>
 #include <netdb.h>
@@ -13,9 +12,8 @@
 #include <new>
 #include <string_view>
 
-#include "common/bus_io.h"
+#include "common/bus_exchange.h"
 #include "common/error_code.h"
-#include "common/json_owner.h"
 #include "common/trace_log.h"
 
 namespace harbex::system {
@@ -64,25 +62,23 @@ int is_intersect(const in_addr& ip1, const in_addr& mask1, const in_addr& ip2, c
 }
 
 int is_network_intersect(const char* ip, const char* mask) {
-    const bs_auto_io io;
+    BusExchange exchange;
     // The uneven blanks are the manager's protocol as it stands.
-    const bool written = io != nullptr && bs_io_printf(io, "{\"ip\":\"%s\", \"mask\": \"%s\"}", ip, mask) >= 0;
-    const int result = written ? bs_call("NetworkService", "api.check_network_intersect", io, kTimeout_s, -1) : -1;
-    if (result != 0) {
+    const bool written = exchange.write(nullptr) &&
+                         bs_io_printf(exchange.stream(), "{\"ip\":\"%s\", \"mask\": \"%s\"}", ip, mask) >= 0;
+    if (!written || !exchange.call("NetworkService", "api.check_network_intersect", kTimeout_s)) {
         HARBEXLOG(HARBEXLOG_ERROR,
                   "%s: NetworkService.api.check_network_intersect, ip: %s, mask: %s, bs_call failed ret:%d\n",
-                  __func__, ip, mask, result);
+                  __func__, ip, mask, exchange.code());
         return ERR_BS_CALL_FAILED;
     }
-    size_t length = 0;
-    const char* bytes = bs_io_read(io, &length);
-    const JsonOwner reply(bytes == nullptr ? nullptr : json_loadb(bytes, length, 0, nullptr));
-    if (!reply) {
+    if (!exchange.read() || !exchange.parse()) {
         HARBEXLOG(HARBEXLOG_ERROR,
                   "%s: NetworkService.api.check_network_intersect, ip: %s, mask: %s, failed to parse json.\n",
                   __func__, ip, mask);
         return ERR_BS_CALL_FAILED;
     }
+    const JsonOwner reply = exchange.take_document();
     const json_int_t error = json_integer_value(json_object_get(reply.get(), "error"));
     if (error == 0) return NO_ERROR;
     if (error == 1) {

@@ -97,13 +97,14 @@ private:
     size_t length_ = 0;
 };
 
-void append_prefix(Line& line, int32_t level, const char* unit, int line_number, const char* function) {
+void append_prefix(Line& line, int32_t level, const CallSite& site) {
     const time_t now = std::time(nullptr);
     struct tm local = {};
     (void)localtime_r(&now, &local);
     char time_text[32] = "";
     (void)std::strftime(time_text, sizeof(time_text), "%Y-%m-%d %H:%M:%S", &local);
-    line.append("%s %d [%s] %s [%d] %s:", time_text, getpid(), level_word(level), unit, line_number, function);
+    line.append("%s %d [%s] %s [%d] %s:", time_text, getpid(), level_word(level), site.file, site.line,
+                site.function);
 }
 
 struct flock whole_file(short type) {
@@ -159,8 +160,7 @@ bool is_trace_level_on(int32_t level) {
     return level >= threshold && level < HARBEXLOG_NOLOG;
 }
 
-void write_trace(int32_t level, const char* unit, int line_number, const char* function, int32_t& lock_fd,
-                 const char* format, ...) {
+void write_trace(int32_t level, const CallSite& site, int32_t& lock_fd, const char* format, ...) {
     const int caller_errno = errno;
     {
         const std::lock_guard lock(statement_mutex);
@@ -169,7 +169,7 @@ void write_trace(int32_t level, const char* unit, int line_number, const char* f
         if (to_file) lock_step(lock_fd);
         if (to_file || to_stdout) {
             Line line;
-            append_prefix(line, level, unit, line_number, function);
+            append_prefix(line, level, site);
             va_list args;
             va_start(args, format);
             line.append_list(format, args);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
 enum {
     HARBEXLOG_DEBUG = 10,
@@ -35,21 +36,35 @@ extern int32_t _iot_lock_fd;
 // site sees; outside the two namespaces above, a using-declaration picks one.
 // May block while another process holds the lock file. Any thread may log, at exit as well; a child between fork and
 // exec must not. Nothing is reported when the log cannot be written. `errno` is left as it was.
-#define HARBEXLOG(level, fmt, ...)                                                                          \
-    do {                                                                                                    \
-        const int32_t harbexlog_level = (level);                                                            \
-        if (::harbex::system::is_trace_level_on(harbexlog_level)) {                                         \
-            ::harbex::system::write_trace(harbexlog_level, __FILE_NAME__, __LINE__, __func__, _iot_lock_fd, \
-                                          fmt __VA_OPT__(, ) __VA_ARGS__);                                  \
-        }                                                                                                   \
+#define HARBEXLOG(level, fmt, ...)                                                                            \
+    do {                                                                                                      \
+        const int32_t harbexlog_level = (level);                                                              \
+        if (::harbex::system::is_trace_level_on(harbexlog_level)) {                                           \
+            ::harbex::system::write_trace(harbexlog_level, {__FILE_NAME__, __LINE__, __func__}, _iot_lock_fd, \
+                                          fmt __VA_OPT__(, ) __VA_ARGS__);                                    \
+        }                                                                                                     \
     } while (false)
 
 namespace harbex::system {
 
-// The two halves of the statement; only HARBEXLOG calls them.
+// Where a statement stands, as the log names it.
+struct CallSite {
+    const char* file;
+    int line;
+    const char* function;
+
+    // As a default argument: the place of the call.
+    static CallSite here(const char* file = __builtin_FILE(), int line = __builtin_LINE(),
+                         const char* function = __builtin_FUNCTION()) {
+        const char* slash = std::strrchr(file, '/');
+        return {slash == nullptr ? file : slash + 1, line, function};
+    }
+};
+
+// The two halves of the statement, for HARBEXLOG and for helpers that log in their caller's name.
 bool is_trace_level_on(int32_t level);
-[[gnu::format(printf, 6, 7)]] void write_trace(int32_t level, const char* unit, int line, const char* function,
-                                               int32_t& lock_fd, const char* format, ...);
+[[gnu::format(printf, 4, 5)]] void write_trace(int32_t level, const CallSite& site, int32_t& lock_fd,
+                                               const char* format, ...);
 
 // Moves the log to var/log/Harbex.log under the application's installation directory. Runs a tool. The log stays
 // where it is when the directory cannot be read or the path does not fit; the latter is logged.

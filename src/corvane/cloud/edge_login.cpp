@@ -1,11 +1,11 @@
 #include "corvane/cloud/edge_login.h"
 
 #include "common/error_code.h"
-#include "common/failure.h"
 #include "common/http.h"
 #include "common/trace_log.h"
 #include "corvane/cloud/endpoints.h"
 #include "corvane/cloud/org_center.h"
+#include "corvane/device/failure.h"
 #include "corvane/device/gateway.h"
 #include "corvane/device/identity.h"
 #include "corvane/device/nas_probe.h"

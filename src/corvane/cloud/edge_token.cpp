@@ -2,11 +2,11 @@
 
 #include <jansson.h>
 
-#include "common/bus_query.h"
 #include "common/error_code.h"
-#include "common/failure.h"
 #include "common/json_owner.h"
 #include "common/trace_log.h"
+#include "corvane/device/bus_query.h"
+#include "corvane/device/failure.h"
 #include "corvane/device/settings.h"
 
 namespace harbex::corvane {

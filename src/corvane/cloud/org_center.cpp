@@ -4,12 +4,12 @@
 
 #include "common/error_code.h"
 #include "common/exec.h"
-#include "common/failure.h"
 #include "common/http.h"
 #include "common/json_owner.h"
 #include "common/trace_log.h"
 #include "corvane/cloud/account_token.h"
 #include "corvane/cloud/endpoints.h"
+#include "corvane/device/failure.h"
 #include "corvane/device/settings.h"
 
 namespace harbex::corvane {

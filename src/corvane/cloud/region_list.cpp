@@ -3,11 +3,11 @@
 #include <jansson.h>
 
 #include "common/error_code.h"
-#include "common/failure.h"
 #include "common/json_owner.h"
 #include "common/trace_log.h"
 #include "corvane/cloud/edge_token.h"
 #include "corvane/cloud/registration.h"
+#include "corvane/device/failure.h"
 #include "corvane/device/settings.h"
 
 namespace harbex::corvane {

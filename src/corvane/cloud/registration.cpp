@@ -3,7 +3,6 @@
 #include <jansson.h>
 
 #include "common/error_code.h"
-#include "common/failure.h"
 #include "common/http.h"
 #include "common/json_owner.h"
 #include "common/subnet.h"
@@ -14,6 +13,7 @@
 #include "corvane/cloud/endpoints.h"
 #include "corvane/cloud/subnet_check.h"
 #include "corvane/device/agent_configuration.h"
+#include "corvane/device/failure.h"
 #include "corvane/device/identity.h"
 #include "corvane/device/settings.h"
 

@@ -5,13 +5,13 @@
 #include <vector>
 
 #include "common/error_code.h"
-#include "common/failure.h"
 #include "common/http.h"
 #include "common/json_owner.h"
 #include "common/subnet.h"
 #include "common/trace_log.h"
 #include "corvane/cloud/edge_token.h"
 #include "corvane/cloud/endpoints.h"
+#include "corvane/device/failure.h"
 
 namespace harbex::corvane {
 namespace {

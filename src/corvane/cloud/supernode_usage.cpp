@@ -3,10 +3,10 @@
 #include <jansson.h>
 
 #include "common/error_code.h"
-#include "common/failure.h"
 #include "common/json_owner.h"
 #include "common/trace_log.h"
 #include "corvane/device/edge_query.h"
+#include "corvane/device/failure.h"
 
 namespace harbex::corvane {
 namespace {

@@ -1,13 +1,13 @@
 #include "corvane/cloud/unregistration.h"
 
 #include "common/error_code.h"
-#include "common/failure.h"
 #include "common/http.h"
 #include "common/trace_log.h"
 #include "corvane/cloud/account_token.h"
 #include "corvane/cloud/bid_token_status.h"
 #include "corvane/cloud/edge_token.h"
 #include "corvane/cloud/endpoints.h"
+#include "corvane/device/failure.h"
 #include "corvane/device/identity.h"
 #include "corvane/device/settings.h"
 

@@ -9,13 +9,13 @@
 #include <cstdlib>
 
 #include "common/error_code.h"
-#include "common/failure.h"
 #include "common/file_descriptor.h"
 #include "common/json_owner.h"
 #include "common/output_file.h"
 #include "common/settings_files.h"
 #include "common/trace_log.h"
 #include "corvane/device/development_cluster.h"
+#include "corvane/device/failure.h"
 #include "corvane/device/settings.h"
 
 namespace harbex::corvane {

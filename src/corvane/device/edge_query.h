@@ -1,7 +1,7 @@
 // The queries of the edge daemon.
 #pragma once
 
-#include "common/bus_query.h"
+#include "corvane/device/bus_query.h"
 
 namespace harbex::corvane {
 

@@ -3,9 +3,9 @@
 #include <fstream>
 
 #include "common/error_code.h"
-#include "common/failure.h"
 #include "common/settings_files.h"
 #include "common/trace_log.h"
+#include "corvane/device/failure.h"
 #include "corvane/device/settings.h"
 
 namespace harbex::corvane {

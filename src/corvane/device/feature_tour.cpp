@@ -5,7 +5,7 @@
 #include <string>
 
 #include "common/error_code.h"
-#include "common/failure.h"
+#include "corvane/device/failure.h"
 #include "corvane/device/settings.h"
 
 namespace harbex::corvane {

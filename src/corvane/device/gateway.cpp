@@ -13,10 +13,10 @@
 #include <cstring>
 #include <string_view>
 
-#include "common/bus_query.h"
 #include "common/error_code.h"
 #include "common/file_descriptor.h"
 #include "common/trace_log.h"
+#include "corvane/device/bus_query.h"
 #include "corvane/device/settings.h"
 
 namespace harbex::corvane {

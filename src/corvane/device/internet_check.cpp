@@ -5,11 +5,11 @@
 #include <chrono>
 #include <thread>
 
-#include "common/bus_query.h"
 #include "common/error_code.h"
-#include "common/failure.h"
 #include "common/json_owner.h"
 #include "common/trace_log.h"
+#include "corvane/device/bus_query.h"
+#include "corvane/device/failure.h"
 
 namespace harbex::corvane {
 namespace {

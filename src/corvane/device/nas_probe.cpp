@@ -8,8 +8,8 @@
 
 #include "common/error_code.h"
 #include "common/exec.h"
-#include "common/failure.h"
 #include "common/trace_log.h"
+#include "corvane/device/failure.h"
 
 namespace harbex::corvane {
 namespace {

@@ -4,9 +4,9 @@
 
 #include <string>
 
-#include "common/failure.h"
 #include "common/settings_files.h"
 #include "corvane/device/credentials.h"
+#include "corvane/device/failure.h"
 
 namespace harbex::corvane {
 

@@ -3,13 +3,13 @@
 #include <fcntl.h>
 #include <jansson.h>
 
-#include "common/bus_query.h"
 #include "common/error_code.h"
-#include "common/failure.h"
 #include "common/json_owner.h"
 #include "common/output_file.h"
 #include "common/subnet.h"
 #include "common/trace_log.h"
+#include "corvane/device/bus_query.h"
+#include "corvane/device/failure.h"
 #include "corvane/device/settings.h"
 #include "eventlog/nc_msg_db.h"
 
