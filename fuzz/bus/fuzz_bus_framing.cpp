@@ -47,11 +47,12 @@ Parsed judge_request(std::string_view bytes) {
 
 Parsed judge_reply(std::string_view bytes) {
     const Copy copy(bytes);
-    std::string_view body;
-    const Parsed parsed = parse_reply(copy.view(), body);
-    if (parsed != Parsed::kWhole) return parsed;
-    require(body.size() <= kMaxPayload);
-    require(bytes_of(make_reply_header(body.size())).append(body) == bytes);
+    Reply reply;
+    const Parsed parsed = parse_reply(copy.view(), reply);
+    require(reply.body_length <= kMaxPayload && reply.body.size() <= reply.body_length);
+    if (reply.body.data() == nullptr) return parsed;
+    require(bytes_of(make_reply_header(reply.body_length)).append(reply.body) == bytes);
+    require((parsed == Parsed::kWhole) == (reply.body.size() == reply.body_length));
     return parsed;
 }
 

@@ -115,23 +115,22 @@ bs_call_result receive_rest(int fd, size_t body_length, const Deadline& deadline
     return BS_CALL_OK;
 }
 
-bs_call_result receive_reply(int fd, const Deadline& deadline, bs_io& reply) {
+bs_call_result receive_reply(int fd, const Deadline& deadline, bs_io& io) {
     char buffer[kSmallReply];
     size_t filled = 0;
-    size_t body_length = 0;
-    for (Parsed parsed = Parsed::kIncomplete; parsed != Parsed::kWhole;) {
+    for (;;) {
         size_t received = 0;
         const bs_call_result result = receive_some(fd, buffer + filled, sizeof buffer - filled, deadline, received);
         if (result != BS_CALL_OK) return result;
         filled += received;
-        parsed = bsvc::parse_reply_header({buffer, filled}, body_length);
+        bsvc::Reply reply;
+        const Parsed parsed = bsvc::parse_reply({buffer, filled}, reply);
         if (parsed == Parsed::kTooLarge) return BS_CALL_TOO_LARGE;
         if (parsed == Parsed::kMalformed) return BS_CALL_CLOSED;
+        if (reply.body.data() == nullptr) continue;
+        if (bs_io_write(&io, reply.body.data(), reply.body.size()) < 0) return BS_CALL_ERROR;
+        return parsed == Parsed::kWhole ? BS_CALL_OK : receive_rest(fd, reply.body_length, deadline, io);
     }
-    const size_t arrived = filled - sizeof(bsvc::ReplyHeader);
-    if (arrived > body_length) return BS_CALL_CLOSED;
-    if (bs_io_write(&reply, buffer + sizeof(bsvc::ReplyHeader), arrived) < 0) return BS_CALL_ERROR;
-    return arrived == body_length ? BS_CALL_OK : receive_rest(fd, body_length, deadline, reply);
 }
 
 }  // namespace

@@ -63,26 +63,18 @@ Parsed parse_request(std::string_view bytes, Request& request) {
     return Parsed::kWhole;
 }
 
-Parsed parse_reply_header(std::string_view bytes, size_t& body_length) {
+Parsed parse_reply(std::string_view bytes, Reply& reply) {
     if (bytes.empty()) return Parsed::kIncomplete;
     if (!starts_with_magic(bytes, kReplyMagic)) return Parsed::kMalformed;
     ReplyHeader header;
     if (!take_header(bytes, header)) return Parsed::kIncomplete;
     if (little_endian(header.version) != kVersion) return Parsed::kMalformed;
-    if (little_endian(header.body_length) > kMaxPayload) return Parsed::kTooLarge;
-    body_length = little_endian(header.body_length);
-    return Parsed::kWhole;
-}
-
-Parsed parse_reply(std::string_view bytes, std::string_view& body) {
-    size_t body_length = 0;
-    const Parsed parsed = parse_reply_header(bytes, body_length);
-    if (parsed != Parsed::kWhole) return parsed;
-    bytes.remove_prefix(sizeof(ReplyHeader));
-    if (bytes.size() < body_length) return Parsed::kIncomplete;
+    const size_t body_length = little_endian(header.body_length);
+    if (body_length > kMaxPayload) return Parsed::kTooLarge;
+    bytes.remove_prefix(sizeof header);
     if (bytes.size() > body_length) return Parsed::kMalformed;
-    body = bytes;
-    return Parsed::kWhole;
+    reply = {body_length, bytes};
+    return bytes.size() < body_length ? Parsed::kIncomplete : Parsed::kWhole;
 }
 
 }  // namespace bsvc

@@ -36,16 +36,19 @@ struct Request {
     std::string_view method, body;
 };
 
+struct Reply {
+    size_t body_length = 0;
+    std::string_view body;  // as far as it has come; not null once the header is there
+};
+
 // A header ready to be sent. Lengths that 32 bits cannot hold are sent as the highest number, which no reader
 // accepts.
 RequestHeader make_request_header(size_t method_length, size_t body_length);
 ReplyHeader make_reply_header(size_t body_length);
 
-// Judge what has arrived so far. The views point into `bytes` and are set with kWhole only.
+// Judges what has arrived so far. The views point into `bytes` and are set with kWhole only.
 Parsed parse_request(std::string_view bytes, Request& request);
-Parsed parse_reply(std::string_view bytes, std::string_view& body);
-// As parse_reply, for a header whose body is still to be read: kWhole with its length, kIncomplete below a header's
-// size.
-Parsed parse_reply_header(std::string_view bytes, size_t& body_length);
+// As parse_request, but `reply` is set as soon as the header is there: a reader can then make room for the rest.
+Parsed parse_reply(std::string_view bytes, Reply& reply);
 
 }  // namespace bsvc
