@@ -21,7 +21,11 @@ if(CMAKE_BUILD_TYPE STREQUAL "Release")
     # -O2 rather than CMake's -O3: the daemon is judged by its size, too.
     string(REPLACE "-O3" "-O2" CMAKE_CXX_FLAGS_RELEASE "${CMAKE_CXX_FLAGS_RELEASE}")
     string(REPLACE "-O3" "-O2" CMAKE_C_FLAGS_RELEASE "${CMAKE_C_FLAGS_RELEASE}")
-    target_compile_options(harbex_flags INTERFACE -fstack-protector-strong -D_FORTIFY_SOURCE=2 -fPIE)
+    target_compile_options(harbex_flags INTERFACE
+        -fstack-protector-strong -fstack-clash-protection -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3 -fPIE)
+    if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|i.86")
+        target_compile_options(harbex_flags INTERFACE -fcf-protection)
+    endif()
     target_link_options(harbex_flags INTERFACE -Wl,-z,relro,-z,now)
     # Optimising, GCC looks into the standard library's stream iterators and sees null dereferences that are not there; the
     # debug build keeps the warning an error.
