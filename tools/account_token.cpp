@@ -9,9 +9,8 @@
 namespace harbex::tools {
 
 AccountToken read_account_token() {
-    constexpr corvane::Setting kToken{kBidConf, kBrindleIdSection, "VELLUM_TOKEN", "", nullptr, nullptr};
     std::string token;
-    if (corvane::read_setting(kToken, token) != NO_ERROR) return {};
+    if (corvane::read_setting(corvane::kVellumToken, token) != NO_ERROR) return {};
     const int64_t expiry = system::parse_int64(token.substr(token.rfind('.') + 1)).value_or(0);
     return {.is_known = true, .is_present = !token.empty(), .expires_at_s = expiry};
 }

@@ -13,7 +13,6 @@
 #include "common/error_code.h"
 #include "common/json_owner.h"
 #include "common/last_exchange.h"
-#include "corvane/cloud/bid_token_status.h"
 #include "corvane/cloud/edge_token.h"
 #include "corvane/cloud/org_center.h"
 #include "corvane/cloud/precheck.h"

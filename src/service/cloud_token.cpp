@@ -25,9 +25,6 @@
 namespace harbex::service {
 namespace {
 
-constexpr corvane::Setting kVellumToken{kBidConf, kBrindleIdSection, "VELLUM_TOKEN", "", nullptr, nullptr};
-constexpr corvane::Setting kVellumRefreshToken{kBidConf, kBrindleIdSection, "VELLUM_REFRESH_TOKEN",
-                                               "",       nullptr,           nullptr};
 constexpr size_t kBlockSize = 16;
 
 // One turn covers judging again, renewing and storing the tokens. Never destroyed: bus threads may still be in here
@@ -110,10 +107,10 @@ int store_tokens(const std::string& oauth_response_encoded) {
     }
     Logger::Log(INFO, "access_token: %s", access_token);
     Logger::Log(INFO, "refresh_token: %s", refresh_token);
-    if (corvane::write_setting(kVellumToken, access_token) != 0) {
+    if (corvane::write_setting(corvane::kVellumToken, access_token) != 0) {
         return failed(E_CMD_FAILED, "Failed to set VELLUM_TOKEN");
     }
-    if (corvane::write_setting(kVellumRefreshToken, refresh_token) != 0) {
+    if (corvane::write_setting(corvane::kVellumRefreshToken, refresh_token) != 0) {
         return failed(E_CMD_FAILED, "Failed to set VELLUM_REFRESH_TOKEN");
     }
     return E_SUCCESS;
@@ -123,7 +120,7 @@ int refresh() {
     const std::string provider = corvane::get_provider();
     const std::string app_id = corvane::get_app_id();
     std::string refresh_token;
-    if (corvane::read_setting(kVellumRefreshToken, refresh_token) != 0) {
+    if (corvane::read_setting(corvane::kVellumRefreshToken, refresh_token) != 0) {
         return failed(E_CMD_FAILED, "Failed to get refresh token");
     }
     system::RestTransfer transfer;
@@ -148,7 +145,8 @@ int refresh() {
 
 int read_token(std::string& token) {
     std::string stored;
-    if (corvane::read_setting(kVellumToken, stored) != 0) return failed(E_CMD_FAILED, "Failed to get vellum_token");
+    if (corvane::read_setting(corvane::kVellumToken, stored) != 0)
+        return failed(E_CMD_FAILED, "Failed to get vellum_token");
     if (stored.empty()) return failed(E_CMD_FAILED, "vellum_token is empty");
     token = std::move(stored);
     return E_SUCCESS;

@@ -23,14 +23,6 @@ namespace {
 
 constexpr int64_t kTokenLifetime_s = 86401;
 
-constexpr corvane::Setting join_setting(const char* key, const char* default_value = "") {
-    return {kCorvaneConf, kJoinCorvaneSection, key, default_value, nullptr, nullptr};
-}
-constexpr corvane::Setting kToken = join_setting("CORVANE_TOKEN");
-constexpr corvane::Setting kTokenLastSeen = join_setting("CORVANE_TOKEN_LAST_SEEN", "0");
-constexpr corvane::Setting kOrgId = join_setting("CORVANE_ORG_ID");
-constexpr corvane::Setting kOrgName = join_setting("CORVANE_ORG_NAME");
-
 // One turn covers judging again, fetching and storing the token; taken before the cloud token's. Never destroyed:
 // bus threads may still be in here at exit.
 Renewal& token_renewal() {
@@ -84,10 +76,10 @@ int fetch_token(const std::string& org_id, std::string& token) {
     Logger::Log(DEBUG, "Cloud token obtained successfully");
     std::string fetched;
     if (const int result = corvane_api_edge_login(org_id, vellum_token, fetched); result != E_SUCCESS) return result;
-    if (corvane::write_setting(kToken, fetched) != 0) {
+    if (corvane::write_setting(corvane::kCorvaneToken, fetched) != 0) {
         return failed(E_CMD_FAILED, "Failed to save corvaneToken to corvane.conf");
     }
-    if (corvane::write_setting(kTokenLastSeen, std::to_string(int64_t{time(nullptr)})) != 0) {
+    if (corvane::write_setting(corvane::kCorvaneTokenLastSeen, std::to_string(int64_t{time(nullptr)})) != 0) {
         return failed(E_CMD_FAILED, "Failed to save corvaneToken timestamp to corvane.conf");
     }
     Logger::Log(DEBUG, "Write corvaneToken to corvane.conf");
@@ -103,7 +95,7 @@ struct LastSeen {
 
 LastSeen read_last_seen() {
     std::string text;
-    (void)corvane::read_setting(kTokenLastSeen, text);  // a failure leaves no time, and that is stale
+    (void)corvane::read_setting(corvane::kCorvaneTokenLastSeen, text);  // a failure leaves no time, and that is stale
     const int64_t time_s = system::leading_int64(text);
     return {std::move(text), time_s};
 }
@@ -111,7 +103,8 @@ LastSeen read_last_seen() {
 int read_fresh_token(std::string& token) {
     Logger::Log(DEBUG, "corvane_token is not expired");
     std::string stored;
-    if (corvane::read_setting(kToken, stored) != 0) return failed(E_CMD_FAILED, "Failed to get corvane_token");
+    if (corvane::read_setting(corvane::kCorvaneToken, stored) != 0)
+        return failed(E_CMD_FAILED, "Failed to get corvane_token");
     token = std::move(stored);
     return E_SUCCESS;
 }
@@ -209,7 +202,7 @@ int Get_corvanetoken(bs_io* io) {
 int Update_org_name(bs_io* io) {
     Logger::Log(DEBUG, "Entering Update_org_name");
     std::string org_id;
-    if (corvane::read_setting(kOrgId, org_id) != 0 || org_id.empty()) {
+    if (corvane::read_setting(corvane::kOrgId, org_id) != 0 || org_id.empty()) {
         return send_error_response(io, failed(E_CMD_FAILED, "Failed to get CORVANE_ORG_ID from corvane.conf"),
                                    "Missing CORVANE_ORG_ID");
     }
@@ -218,7 +211,7 @@ int Update_org_name(bs_io* io) {
     Refusal refusal = query_org(org_id, response);
     if (refusal.message == nullptr) refusal = read_org_name(response, name);
     if (refusal.message != nullptr) return send_error_response(io, refusal.code, refusal.message);
-    if (corvane::write_setting(kOrgName, name) != 0) {
+    if (corvane::write_setting(corvane::kOrgName, name) != 0) {
         // Without a reply: the caller sees its connection closed.
         return failed(E_CMD_FAILED, "Failed to set CORVANE_ORG_NAME in corvane.conf");
     }

@@ -24,7 +24,6 @@ constexpr BusCall kGeoQuery{
     .call_failed = "Failed to execute corvane_expressd.GetGeoInfo",
     .rejected = "Failed to check bsh response",
 };
-constexpr corvane::Setting kVirtualIp{kCorvaneConf, kJoinCorvaneSection, "virtual_ip", "", nullptr, nullptr};
 
 struct GeoInfo {
     std::string latitude;
@@ -126,7 +125,7 @@ int Get_public_ip(bs_io* io) {
     Logger::Log(DEBUG, "gateway_ifname: %s", info.gateway_ifname.c_str());
 
     std::string virtual_ip;
-    if (corvane::read_setting(kVirtualIp, virtual_ip) != 0 || virtual_ip.empty()) {
+    if (corvane::read_setting(corvane::kVirtualIp, virtual_ip) != 0 || virtual_ip.empty()) {
         Logger::Log(ERROR, "Failed to get virtual_ip");
         return send_error_response(io, E_GET_CFG_FAIL, "Failed to get virtual_ip");
     }

@@ -16,14 +16,6 @@ namespace {
 
 constexpr const char* kGlobalRegion = "GLB";
 
-// Read without messages of their own: the log-in has its words for each.
-constexpr Setting join_setting(const char* key) {
-    return {kCorvaneConf, kJoinCorvaneSection, key, "", nullptr, nullptr};
-}
-constexpr Setting kOrgId = join_setting("CORVANE_ORG_ID");
-constexpr Setting kSiteId = join_setting("CORVANE_SITE_ID");
-constexpr Setting kRegionId = join_setting("CORVANE_REGION_ID");
-
 // What the NAS says about itself.
 struct EdgeFacts {
     std::string email;

@@ -20,13 +20,6 @@ constexpr BusQuery kTokenQuery{
     .check_envelope = true,
     .rejected = "Failed to check corvane token response",
 };
-constexpr Setting kTokenLastSeen{kCorvaneConf,
-                                 kJoinCorvaneSection,
-                                 "CORVANE_TOKEN_LAST_SEEN",
-                                 "0",
-                                 nullptr,
-                                 "Failed to invalidate cached corvaneToken in corvane.conf"};
-constexpr Setting kOrgId{kCorvaneConf, kJoinCorvaneSection, "CORVANE_ORG_ID", "", nullptr, nullptr};
 
 }  // namespace
 
@@ -49,7 +42,8 @@ int get_corvanetoken_wrapper(std::string& token) {
 }
 
 int invalidate_corvanetoken() {
-    return write_setting(kTokenLastSeen, "0") == NO_ERROR ? NO_ERROR : ERR_SAVE_FILE;
+    constexpr const char* kNotWritten = "Failed to invalidate cached corvaneToken in corvane.conf";
+    return write_setting(kCorvaneTokenLastSeen, "0", kNotWritten) == NO_ERROR ? NO_ERROR : ERR_SAVE_FILE;
 }
 
 }  // namespace harbex::corvane

@@ -19,14 +19,6 @@ constexpr const char* kOrganizationPath = "/v1.2/organization";
 constexpr const char* kAccept = "accept: application/json";
 constexpr const char* kFirstOrganization = "My Organization";
 
-constexpr Setting bid_setting(const char* key, const char* read_failure, const char* write_failure) {
-    return {kBidConf, kBrindleIdSection, key, "", read_failure, write_failure};
-}
-constexpr Setting kDisplayName = bid_setting("DISPLAY_NAME", nullptr, "Failed to set display_name");
-constexpr Setting kEmails = bid_setting("EMAILS", "Failed to run getcfg_wrapper command", "Failed to set email");
-constexpr Setting kRegion = bid_setting("REGION", nullptr, "Failed to set site");
-constexpr Setting kSiteId{kCorvaneConf, kJoinCorvaneSection, "CORVANE_SITE_ID", "", nullptr, "Failed to set site id"};
-
 JsonOwner parse(const std::string& text) {
     json_error_t error{};
     JsonOwner root(json_loadb(text.data(), text.size(), 0, &error));
@@ -206,18 +198,19 @@ int set_corvane_bid_conf() {
     if (display_name.empty() || email.empty() || site.empty()) {
         return fail(ERR_CMD_FAILED, "Failed to get display_name, email, site");
     }
-    if (const int result = write_setting(kDisplayName, display_name); result != NO_ERROR) return result;
-    if (const int result = write_setting(kEmails, email); result != NO_ERROR) return result;
-    return write_setting(kRegion, site);
+    int result = write_setting(kBidDisplayName, display_name, "Failed to set display_name");
+    if (result == NO_ERROR) result = write_setting(kBidEmails, email, "Failed to set email");
+    return result == NO_ERROR ? write_setting(kBidRegion, site, "Failed to set site") : result;
 }
 
 int get_contact_email(std::string& email) {
+    constexpr const char* kNotRead = "Failed to run getcfg_wrapper command";
     std::string stored;
-    if (read_setting(kEmails, stored) != NO_ERROR || stored.empty()) {
+    if (read_setting(kBidEmails, stored, kNotRead) != NO_ERROR || stored.empty()) {
         if (set_corvane_bid_conf() != NO_ERROR) return fail(ERR_CMD_FAILED, "Failed to set corvane bid conf");
         stored.clear();
         // Says display name though the e-mail is meant; kept for those who search the logs.
-        (void)read_setting(kEmails, stored);  // what counts is whether there is one
+        (void)read_setting(kBidEmails, stored, kNotRead);  // what counts is whether there is one
         if (stored.empty()) return fail(ERR_CMD_FAILED, "Failed to get bid display name");
     }
     email = stored;
@@ -234,7 +227,7 @@ int set_site_id(const std::string& org_id) {
         {"/usr/local/bin/vellum_organization_tool", "get_organization_site_list", "-o", org_id, "-a", token}, output);
     std::string site_id;
     if (const int result = read_site_id(output, site_id); result != NO_ERROR) return result;
-    return write_setting(kSiteId, site_id);
+    return write_setting(kSiteId, site_id, "Failed to set site id");
 }
 
 }  // namespace harbex::corvane

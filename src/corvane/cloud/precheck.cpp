@@ -13,7 +13,6 @@
 #include "common/number.h"
 #include "common/trace_log.h"
 #include "corvane/cloud/account_token.h"
-#include "corvane/cloud/bid_token_status.h"
 #include "corvane/cloud/org_center.h"
 #include "corvane/device/failure.h"
 #include "corvane/device/gateway.h"
@@ -23,9 +22,6 @@
 
 namespace harbex::corvane {
 namespace {
-
-constexpr Setting kIsChinaRegion{kCorvaneConf, "IsChinaRegion", "IsChinaRegion", "false", nullptr, nullptr};
-constexpr Setting kL2tpEnable{"/etc/config/vpn.conf", "L2TP", "Enable", "FALSE", nullptr, nullptr};
 
 const char* find_region() {
     std::string is_china;

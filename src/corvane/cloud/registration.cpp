@@ -8,7 +8,6 @@
 #include "common/subnet.h"
 #include "common/trace_log.h"
 #include "corvane/cloud/account_token.h"
-#include "corvane/cloud/bid_token_status.h"
 #include "corvane/cloud/edge_login.h"
 #include "corvane/cloud/endpoints.h"
 #include "corvane/cloud/subnet_check.h"
@@ -23,12 +22,6 @@ namespace {
 constexpr const char* kHostMask = "255.255.255.255";
 constexpr const char* kAutoRegion = "auto";
 constexpr const char* kSupernodeRegion = "supn";
-constexpr Setting kRegionId{kCorvaneConf,
-                            kJoinCorvaneSection,
-                            "CORVANE_REGION_ID",
-                            "",
-                            nullptr,
-                            "[resolve_auto_region] Failed to set region id"};
 
 // A plain GET with the two header lines that the device requests share.
 int get_document(const std::string& path, const std::string& authorization, std::string& reply) {
@@ -204,7 +197,7 @@ int resolve_auto_region(const std::string& groups_reply) {
         region = kSupernodeRegion;
         HARBEXLOG(HARBEXLOG_INFO, "[resolve_auto_region] No hub found, resolving to supernode\n");
     }
-    return write_setting(kRegionId, region);
+    return write_setting(kRegionId, region, "[resolve_auto_region] Failed to set region id");
 }
 
 int corvane_api_vpn_groups(const std::string& corvane_token, std::string& reply) {

@@ -73,9 +73,9 @@ void set_text(Status& status, const char* member, const char* key) {
 int get_corvane_status(JsonValue& out) {
     Status status(out);
     if (check_device(out) != NO_ERROR) status.set("is_on_corvane", 0, false);
-    set_text(status, "org_name", "CORVANE_ORG_NAME");
-    set_text(status, "region_name", "CORVANE_REGION_NAME");
-    set_text(status, "virtual_ip", "virtual_ip");
+    set_text(status, "org_name", kOrgName.key);
+    set_text(status, "region_name", kRegionName.key);
+    set_text(status, "virtual_ip", kVirtualIp.key);
 
     int cloud_status = 0;
     const bool cloud_known = get_cloud_status(cloud_status) == NO_ERROR;

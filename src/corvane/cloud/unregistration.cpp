@@ -4,7 +4,6 @@
 #include "common/http.h"
 #include "common/trace_log.h"
 #include "corvane/cloud/account_token.h"
-#include "corvane/cloud/bid_token_status.h"
 #include "corvane/cloud/edge_token.h"
 #include "corvane/cloud/endpoints.h"
 #include "corvane/device/failure.h"

@@ -15,7 +15,7 @@ int get_bdevice_token(std::string& token) {
     if (get_install_path(install_path) != NO_ERROR) return fail(ERR_CMD_FAILED, "Failed to get harbex install path");
     const std::string file = install_path + kAgentConfiguration;
     std::string value;
-    if (read_setting({file.c_str(), "", "DEV_TOKEN", "", nullptr, nullptr}, value) != NO_ERROR) {
+    if (read_setting({file.c_str(), "", kAgentTokenKey, ""}, value) != NO_ERROR) {
         HARBEXLOG(HARBEXLOG_ERROR, "Failed to get bdevice_token from %s\n", kAgentConfiguration);
         return ERR_CMD_FAILED;
     }

@@ -11,11 +11,6 @@
 namespace harbex::corvane {
 namespace {
 
-// "Failed to set org id" is shared with the organisation's writer.
-constexpr Setting kFeatureIntro{kCorvaneConf, "Feature Guide", "feature_intro",
-                                "true",       nullptr,         "Failed to set org id"};
-constexpr Setting kFeatureTip{kCorvaneConf, "Feature Guide", "feature_tip", "true", nullptr, "Failed to set org id"};
-
 // As established: a value is refused only when both comparisons give exactly 1. They give the difference of the first
 // characters that differ, and no value is that close to both words; callers have come to store what they like.
 bool is_refused(const char* value) {
@@ -40,9 +35,10 @@ int feature_tour_set(const char* intro, const char* tip) {
     if (tip == nullptr) tip = "";
     if (is_refused(intro)) return fail(ERR_UNKNOWN_OPTION, "Wrong feature intro");
     if (is_refused(tip)) return fail(ERR_UNKNOWN_OPTION, "Wrong feature tip");
-    if (write_setting(kFeatureIntro, intro) != NO_ERROR || write_setting(kFeatureTip, tip) != NO_ERROR)
-        return ERR_NO_TYPE;
-    return NO_ERROR;
+    constexpr const char* kNotWritten = "Failed to set org id";  // shared with the organisation's writer
+    const bool written = write_setting(kFeatureIntro, intro, kNotWritten) == NO_ERROR &&
+                         write_setting(kFeatureTip, tip, kNotWritten) == NO_ERROR;
+    return written ? NO_ERROR : ERR_NO_TYPE;
 }
 
 }  // namespace harbex::corvane

@@ -27,14 +27,6 @@ constexpr BusQuery kGatewayQuery{
     .method = "api.get_currentGWinfo",
     .unparsable = "Failed to parse JSON",
 };
-constexpr Setting kRouterTable{
-    kCorvaneConf, kJoinCorvaneSection, "router_region_table_id", "", nullptr, "Failed to set router_region_table_id"};
-constexpr Setting kSupernodeTable{kCorvaneConf,
-                                  kJoinCorvaneSection,
-                                  "supernode_region_table_id",
-                                  "",
-                                  nullptr,
-                                  "Failed to set supernode_region_table_id"};
 
 std::string text_or_log(const json_t* text, const char* complaint) {
     if (json_is_string(text)) return {json_string_value(text), json_string_length(text)};
@@ -124,8 +116,10 @@ std::string get_gateway_display_name() {
 }
 
 int set_corvane_express_cfg() {
-    if (write_setting(kRouterTable, "30000") != NO_ERROR) return ERR_CMD_FAILED;
-    if (write_setting(kSupernodeTable, "31000") != NO_ERROR) return ERR_CMD_FAILED;
+    if (write_setting(kRouterTable, "30000", "Failed to set router_region_table_id") != NO_ERROR)
+        return ERR_CMD_FAILED;
+    if (write_setting(kSupernodeTable, "31000", "Failed to set supernode_region_table_id") != NO_ERROR)
+        return ERR_CMD_FAILED;
     HARBEXLOG(HARBEXLOG_INFO, "set_corvane_express_cfg done\n");
     return NO_ERROR;
 }

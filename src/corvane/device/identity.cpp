@@ -3,17 +3,11 @@
 #include <fstream>
 
 #include "common/error_code.h"
-#include "common/settings_files.h"
 #include "common/trace_log.h"
 #include "corvane/device/settings.h"
 
 namespace harbex::corvane {
 namespace {
-
-constexpr char kPlatformConf[] = "/etc/platform.conf";
-constexpr Setting kModelName{kPlatformConf, "MISC", "DISPLAY_NAME", "", nullptr, nullptr};
-constexpr Setting kContact{kBidConf, kBrindleIdSection, "DISPLAY_NAME", "", "Failed to run getcfg_wrapper command",
-                           nullptr};
 
 // False also for what can be opened but not read, a directory for one.
 bool open_text(const std::string& path, std::ifstream& file) {
@@ -40,8 +34,8 @@ std::string unquoted_value(const std::string& line) {
     return length < 2 ? std::string() : line.substr(start + 1, length - 2);
 }
 
-// `mark` ends in "=". NO_ERROR or ERR_CMD_FAILED.
-int read_agent_value(const char* mark, std::string& value) {
+// NO_ERROR or ERR_CMD_FAILED.
+int read_agent_value(const char* key, std::string& value) {
     std::string path;
     if (get_install_path(path) != NO_ERROR) {
         HARBEXLOG(HARBEXLOG_ERROR, "Failed to get install path\n");
@@ -53,6 +47,7 @@ int read_agent_value(const char* mark, std::string& value) {
         HARBEXLOG(HARBEXLOG_ERROR, "Failed to open file %s\n", path.c_str());
         return ERR_CMD_FAILED;
     }
+    const std::string mark = std::string(key) + "=";
     for (std::string line; std::getline(file, line);) {
         if (line.find(mark) == std::string::npos) continue;
         value = unquoted_value(line);
@@ -81,12 +76,12 @@ int get_host_name(std::string& name) {
 }
 
 int get_contact(std::string& contact) {
-    return read_setting(kContact, contact);
+    return read_setting(kBidDisplayName, contact, "Failed to run getcfg_wrapper command");
 }
 
 int get_device_token(std::string& token) {
     std::string value;
-    const int result = read_agent_value("DEV_TOKEN=", value);
+    const int result = read_agent_value(kAgentTokenKey, value);
     if (result != NO_ERROR) return result;
     HARBEXLOG(HARBEXLOG_INFO, "device_token: %s\n", value.c_str());
     token = value;
@@ -95,7 +90,7 @@ int get_device_token(std::string& token) {
 
 std::string get_device_id() {
     std::string id;
-    if (read_agent_value("DEV_ID=", id) != NO_ERROR) return {};
+    if (read_agent_value(kAgentIdKey, id) != NO_ERROR) return {};
     HARBEXLOG(HARBEXLOG_INFO, "device_id: %s\n", id.c_str());
     return id;
 }

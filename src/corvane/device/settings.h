@@ -1,29 +1,21 @@
-// The enrolment state and the few settings of other owners that the SD-WAN library uses: one row a setting, one
-// reader, one writer. Every read and write runs a tool of the NAS.
+// The enrolment state and the few settings of other owners that the SD-WAN library uses. Every read and write runs a
+// tool of the NAS. Published, but for read_setting and write_setting, which are the library's own.
 #pragma once
 
 #include <string>
 
-#include "common/settings_files.h"
 #include "corvane/device/credentials.h"
 #include "corvane/device/failure.h"
+#include "corvane/device/setting_keys.h"
 
 namespace harbex::corvane {
 
-struct Setting {
-    const char* file;
-    const char* section;
-    const char* key;
-    const char* default_value;
-    const char* read_failure;   // logged at ERROR; null logs nothing
-    const char* write_failure;  // likewise
-};
-
-// NO_ERROR with the stored text or the default in `value`; ERR_CMD_FAILED, logged in the row's words and `value`
-// empty, when the tool fails and the default is empty.
-[[nodiscard]] int read_setting(const Setting& setting, std::string& value, const CallSite& site = CallSite::here());
-// NO_ERROR, or ERR_CMD_FAILED, logged in the row's words.
-[[nodiscard]] int write_setting(const Setting& setting, const std::string& value,
+// NO_ERROR with the stored text or the fallback in `value`; ERR_CMD_FAILED with `value` empty when the tool fails and
+// there is no fallback. `failure` is then logged at ERROR as the caller's statement; null logs nothing.
+[[nodiscard]] int read_setting(const Setting& setting, std::string& value, const char* failure = nullptr,
+                               const CallSite& site = CallSite::here());
+// NO_ERROR, or ERR_CMD_FAILED, with `failure` logged likewise.
+[[nodiscard]] int write_setting(const Setting& setting, const std::string& value, const char* failure = nullptr,
                                 const CallSite& site = CallSite::here());
 
 // The readers below return what read_setting returns, unless said otherwise.
