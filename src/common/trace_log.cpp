@@ -20,7 +20,9 @@
 
 #include "common/config_store.h"
 #include "common/file_descriptor.h"
+#include "common/file_lock.h"
 #include "common/settings_files.h"
+#include "common/trace_lock.h"
 
 #define DEFAULT_LOG_FILE "/var/log/network/Harbex.log"  // a macro: an array cannot be initialised from a constant
 
@@ -38,7 +40,6 @@ int32_t _iot_lock_fd = -1;
 namespace harbex::system {
 namespace {
 
-constexpr const char kLockFile[] = "/var/lock/harbex_log.lck";
 constexpr int kLevelBand = 10;
 
 // One statement at a time: all its steps, the lock descriptor and the path belong to the thread that holds this.
@@ -105,40 +106,6 @@ void append_prefix(Line& line, int32_t level, const CallSite& site) {
     (void)std::strftime(time_text, sizeof(time_text), "%Y-%m-%d %H:%M:%S", &local);
     line.append("%s %d [%s] %s [%d] %s:", time_text, getpid(), level_word(level), site.file, site.line,
                 site.function);
-}
-
-struct flock whole_file(short type) {
-    struct flock lock = {};
-    lock.l_type = type;
-    lock.l_whence = SEEK_SET;
-    return lock;
-}
-
-int open_lock_file() {
-    return ::open(kLockFile, O_WRONLY | O_CREAT | O_CLOEXEC, 0777);
-}
-
-// The lock file is usually opened here and never locked: only a descriptor that an earlier unlock step left open is
-// waited on. The other programs that write this log do the same, and would meet any stricter lock as a stranger's.
-void lock_step(int32_t& lock_fd) {
-    if (lock_fd == -1) {
-        lock_fd = open_lock_file();
-        return;
-    }
-    struct flock lock = whole_file(F_WRLCK);
-    (void)fcntl(lock_fd, F_SETLKW, &lock);
-}
-
-// Mirrors lock_step: where the lock file could not be opened it is tried again, for the next statement to wait on.
-void unlock_step(int32_t& lock_fd) {
-    if (lock_fd == -1) {
-        lock_fd = open_lock_file();
-        return;
-    }
-    struct flock lock = whole_file(F_UNLCK);
-    (void)fcntl(lock_fd, F_SETLK, &lock);
-    ::close(lock_fd);
-    lock_fd = -1;
 }
 
 // Opened for each line, so that nobody's rotation leaves this process with the old file; written with one call, so

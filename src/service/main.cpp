@@ -6,6 +6,7 @@
 
 #include <cstdio>
 
+#include "common/trace_lock.h"
 #include "common/trace_log.h"
 #include "service/logger.h"
 #include "service/service_host.h"
@@ -45,6 +46,7 @@ int main(int argc, char**) {
     fill_standard_descriptors();
     set_signal_dispositions();
     init_logger();
+    harbex::system::make_trace_lock_file();
     harbex::system::set_log_file_wrapper();
     if (check_previous_process(kPidFile) != 0) return 1;
     if (argc > 1) {
