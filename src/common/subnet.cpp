@@ -14,6 +14,7 @@
 
 #include "common/bus_exchange.h"
 #include "common/error_code.h"
+#include "common/service_names.h"
 #include "common/trace_log.h"
 
 namespace harbex::system {
@@ -66,7 +67,7 @@ int is_network_intersect(const char* ip, const char* mask) {
     // The uneven blanks are the manager's protocol as it stands.
     const bool written = exchange.write(nullptr) &&
                          bs_io_printf(exchange.stream(), "{\"ip\":\"%s\", \"mask\": \"%s\"}", ip, mask) >= 0;
-    if (!written || !exchange.call("NetworkService", "api.check_network_intersect", kTimeout_s)) {
+    if (!written || !exchange.call(kNetworkManager, "api.check_network_intersect", kTimeout_s)) {
         HARBEXLOG(HARBEXLOG_ERROR,
                   "%s: NetworkService.api.check_network_intersect, ip: %s, mask: %s, bs_call failed ret:%d\n",
                   __func__, ip, mask, exchange.code());

@@ -18,6 +18,8 @@ int is_intersect(const in_addr& ip1, const in_addr& mask1, const in_addr& ip2, c
 // Returns NO_ERROR, ERR_IP_POOL_CONFLICT on an overlap, ERR_BS_CALL_FAILED when the manager cannot be asked or
 // answers no JSON, ERR_BS_API_RET_ERROR for any other answer. Failures and overlaps are logged.
 [[nodiscard]] int is_network_intersect(const char* ip, const char* mask);
+// The mask of a single address. The library's own.
+inline constexpr const char kHostMask[] = "255.255.255.255";
 
 // The count of leading ones of a mask, 0 to 32, into `prefix`. 0, or 1 (logged, `prefix` untouched) for a mask with a
 // gap.

@@ -5,7 +5,9 @@
 
 #include "common/bus_io.h"
 #include "common/json_owner.h"
+#include "common/service_names.h"
 #include "corvane/cloud/unregistration.h"
+#include "corvane/device/edge_scripts.h"
 #include "corvane/device/identity.h"
 #include "corvane/device/settings.h"
 #include "service/bus_client.h"
@@ -20,7 +22,7 @@ namespace harbex::service {
 namespace {
 
 constexpr BusCall kSendConfig{
-    .service = "corvane_expressd",
+    .service = kEdgeDaemon,
     .method = "SendSupernodeConfig",
     .timeout_s = 60,
     .announcement = "bsh API: bsh corvane_expressd.SendSupernodeConfig {'data':{'superNodeId':''}}",
@@ -29,7 +31,7 @@ constexpr BusCall kSendConfig{
     .rejected = "Failed to check bsh response from corvane_expressd.SendSupernodeConfig",
 };
 constexpr BusCall kClearConnections{
-    .service = "corvane_expressd",
+    .service = kEdgeDaemon,
     .method = "ClearIpsecConnections",
     .timeout_s = 60,
     .announcement = "bsh API: bsh corvane_expressd.ClearIpsecConnections region=supernode",
@@ -47,9 +49,6 @@ constexpr Deletion kSupernodeFiles[] = {
     {"/etc/config/harbex/supernode.json", "Failed to delete supernode.json"},
     {"/etc/config/harbex/supernode_config.conf", "Failed to delete supernode_config.conf"},
 };
-
-constexpr const char* kAgentScript = "/etc/init.d/corvane_cloudagent.sh";
-constexpr const char* kExpressScript = "/etc/init.d/corvane_express.sh";
 
 std::string give_up(const char* words) {
     Logger::Log(ERROR, "%s", words);
@@ -154,15 +153,15 @@ int Device_unregister_from_nas(bs_io* io) {
 int Device_remove_by_corvane(bs_io* io) {
     Logger::Log(DEBUG, "Entering Device_remove_by_corvane");
     std::string output;
-    if (do_exec_safe({kAgentScript, "remove_dummy_interface"}, output) != 0) {
+    if (do_exec_safe({corvane::kAgentScript, "remove_dummy_interface"}, output) != 0) {
         Logger::Log(ERROR, "Failed to execute cloudagent remove_dummy_interface. Output: %s. Continuing cleanup...",
                     output.c_str());
     }
-    if (do_exec_safe({kAgentScript, "stop_and_remove_corvane_configs"}, output) != 0) {
+    if (do_exec_safe({corvane::kAgentScript, "stop_and_remove_corvane_configs"}, output) != 0) {
         Logger::Log(ERROR, "Failed to execute cloudagent stop. Output: %s. Continuing cleanup...", output.c_str());
     }
     // Only the edge daemon's stop decides.
-    if (do_exec_safe({kExpressScript, "stop"}, output) != 0) {
+    if (do_exec_safe({corvane::kExpressScript, "stop"}, output) != 0) {
         Logger::Log(ERROR, "Failed to execute corvane_express stop. Output: %s", output.c_str());
         return refuse(io, E_CMD_FAILED, "Failed to remove device by corvane");
     }

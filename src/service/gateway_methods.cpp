@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "common/json_owner.h"
+#include "common/service_names.h"
 #include "corvane/device/gateway.h"
 #include "service/bus_client.h"
 #include "service/error_code.h"
@@ -13,14 +14,14 @@ namespace harbex::service {
 namespace {
 
 constexpr BusCall kGatewayQuery{
-    .service = "NetworkService",
+    .service = kNetworkManager,
     .method = "api.get_currentGWinfo",
     .timeout_s = 10,
     .announcement = "bsh API: bsh NetworkService.api.get_currentGWinfo",
     .call_failed = "Failed to execute NetworkService.api.get_currentGWinfo",
 };
 constexpr BusCall kCounterQuery{
-    .service = "NetworkService",
+    .service = kNetworkManager,
     .method = "interfaces_monitor.get_info_interfaces",
     .timeout_s = 60,
     .announcement = "bsh API: bsh NetworkService.interfaces_monitor.get_info_interfaces",

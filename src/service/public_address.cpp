@@ -6,6 +6,7 @@
 
 #include "common/json_owner.h"
 #include "common/number.h"
+#include "common/service_names.h"
 #include "corvane/device/settings.h"
 #include "service/bus_client.h"
 #include "service/error_code.h"
@@ -17,7 +18,7 @@ namespace harbex::service {
 namespace {
 
 constexpr BusCall kGeoQuery{
-    .service = "corvane_expressd",
+    .service = kEdgeDaemon,
     .method = "GetGeoInfo",
     .timeout_s = 60,
     .announcement = "bsh API: corvane_expressd.GetGeoInfo",

@@ -11,6 +11,7 @@
 #include <fstream>
 #include <string>
 
+#include "common/service_names.h"
 #include "service/error_code.h"
 #include "service/logger.h"
 #include "service/method_table.h"
@@ -111,7 +112,7 @@ int serve() {
     bs_signal(SIGINT, onSignal);
     bs_signal(SIGTERM, onSignal);
     sort_methods();
-    handle = bs_create("harbex_network_service", kBusWorkers, kBusFlags, service_handler);
+    handle = bs_create(kNetworkService, kBusWorkers, kBusFlags, service_handler);
     if (handle == nullptr) {
         Logger::Log(ERROR, "Failed to register harbex_network_service on the bus, errno %d", errno);
         return 1;

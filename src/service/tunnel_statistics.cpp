@@ -2,6 +2,7 @@
 
 #include <jansson.h>
 
+#include "common/service_names.h"
 #include "service/bus_client.h"
 #include "service/error_code.h"
 #include "service/failure.h"
@@ -13,7 +14,7 @@ namespace harbex::service {
 namespace {
 
 constexpr BusCall kTunnelQuery{
-    .service = "corvane_expressd",
+    .service = kEdgeDaemon,
     .method = "GetIpsecStatus",
     .timeout_s = 60,
     .announcement = "bsh API: bsh corvane_expressd.GetIpsecStatus",

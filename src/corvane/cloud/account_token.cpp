@@ -4,6 +4,7 @@
 
 #include "common/error_code.h"
 #include "common/json_owner.h"
+#include "common/service_names.h"
 #include "common/trace_log.h"
 #include "corvane/device/bus_query.h"
 #include "corvane/device/failure.h"
@@ -12,13 +13,13 @@ namespace harbex::corvane {
 namespace {
 
 constexpr BusQuery kGetToken{
-    .service = "harbex_network_service",
+    .service = kNetworkService,
     .method = "Get_cloudtoken",
     .reply_label = "get cloud token response",
     .unparsable = "Failed to parse JSON",
 };
 constexpr BusQuery kSaveToken{
-    .service = "harbex_network_service",
+    .service = kNetworkService,
     .method = "Save_cloudtoken",
     .call_failed = "Failed to call bsh harbex_network_service.Save_cloudtoken",
 };
@@ -36,10 +37,8 @@ int get_cloudtoken(std::string& token) {
                   static_cast<int>(json_integer_value(error)));
         return ERR_CMD_FAILED;
     }
-    const json_t* data = json_object_get(answer.document.get(), "data");
-    if (!json_is_string(data)) return fail(ERR_WRONG_JSON_FORMAT, "No 'data' string in get cloud token response");
-    token.assign(json_string_value(data), json_string_length(data));
-    return NO_ERROR;
+    if (take_text(json_object_get(answer.document.get(), "data"), token)) return NO_ERROR;
+    return fail(ERR_WRONG_JSON_FORMAT, "No 'data' string in get cloud token response");
 }
 
 int save_vellum_token(const std::string& encoded) {

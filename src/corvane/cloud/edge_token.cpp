@@ -4,6 +4,7 @@
 
 #include "common/error_code.h"
 #include "common/json_owner.h"
+#include "common/service_names.h"
 #include "common/trace_log.h"
 #include "corvane/device/bus_query.h"
 #include "corvane/device/failure.h"
@@ -13,7 +14,7 @@ namespace harbex::corvane {
 namespace {
 
 constexpr BusQuery kTokenQuery{
-    .service = "harbex_network_service",
+    .service = kNetworkService,
     .method = "Get_corvanetoken",
     .bad_arguments = "Failed to serialize request JSON",
     .reply_label = "get corvane token response",
@@ -28,10 +29,8 @@ int get_corvanetoken(const std::string& org_id, std::string& token) {
     if (!request) return fail(ERR_CMD_FAILED, kTokenQuery.bad_arguments);
     const BusAnswer answer = query_service(kTokenQuery, request.get());
     if (!answer.document) return ERR_CMD_FAILED;
-    const json_t* data = json_object_get(answer.document.get(), "data");
-    if (!json_is_string(data)) return fail(ERR_WRONG_JSON_FORMAT, "Invalid response format");
-    token.assign(json_string_value(data), json_string_length(data));
-    return NO_ERROR;
+    if (take_text(json_object_get(answer.document.get(), "data"), token)) return NO_ERROR;
+    return fail(ERR_WRONG_JSON_FORMAT, "Invalid response format");
 }
 
 int get_corvanetoken_wrapper(std::string& token) {

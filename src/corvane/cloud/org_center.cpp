@@ -18,13 +18,7 @@ namespace {
 constexpr const char* kOrganizationPath = "/v1.2/organization";
 constexpr const char* kAccept = "accept: application/json";
 constexpr const char* kFirstOrganization = "My Organization";
-
-JsonOwner parse(const std::string& text) {
-    json_error_t error{};
-    JsonOwner root(json_loadb(text.data(), text.size(), 0, &error));
-    if (!root) HARBEXLOG(HARBEXLOG_ERROR, "Failed to parse JSON: %s\n", error.text);
-    return root;
-}
+constexpr const char* kNoJson = "Failed to parse JSON";
 
 // The "code" of an answer as text: "0" means success only as a number.
 bool is_success(const json_t* code, std::string& text) {
@@ -34,7 +28,7 @@ bool is_success(const json_t* code, std::string& text) {
 }
 
 int read_created_id(const std::string& response, std::string& organization_id) {
-    const JsonOwner root = parse(response);
+    const JsonOwner root = parse_or_log(response, kNoJson);
     if (!root) return ERR_CURL_FAIL;
     std::string code;
     if (!is_success(json_object_get(root.get(), "code"), code)) {
@@ -43,10 +37,8 @@ int read_created_id(const std::string& response, std::string& organization_id) {
     }
     const json_t* result = json_object_get(root.get(), "result");
     if (!json_is_object(result)) return fail(ERR_WRONG_JSON_FORMAT, "Failed to get result object");
-    const json_t* id = json_object_get(result, "organization_id");
-    if (!json_is_string(id)) return fail(ERR_WRONG_JSON_FORMAT, "organization_id not found or not a string");
-    organization_id.assign(json_string_value(id), json_string_length(id));
-    return NO_ERROR;
+    if (take_text(json_object_get(result, "organization_id"), organization_id)) return NO_ERROR;
+    return fail(ERR_WRONG_JSON_FORMAT, "organization_id not found or not a string");
 }
 
 // The list entry of one organisation; the values are copied as they are, of whatever type.
@@ -104,14 +96,12 @@ int fetch_organizations(std::string& response) {
 
 // The site id in what the account tool printed.
 int read_site_id(const std::string& output, std::string& site_id) {
-    const JsonOwner root = parse(output);
+    const JsonOwner root = parse_or_log(output, kNoJson);
     if (!root) return ERR_WRONG_JSON_FORMAT;
     const json_t* first = json_array_get(json_object_get(root.get(), "result"), 0);
     if (first == nullptr) return fail(ERR_WRONG_JSON_FORMAT, "No results found in JSON response");
-    const json_t* id = json_object_get(first, "organization_site_id");
-    if (!json_is_string(id)) return fail(ERR_WRONG_JSON_FORMAT, "organization_site_id not found or invalid");
-    site_id.assign(json_string_value(id), json_string_length(id));
-    return NO_ERROR;
+    if (take_text(json_object_get(first, "organization_site_id"), site_id)) return NO_ERROR;
+    return fail(ERR_WRONG_JSON_FORMAT, "organization_site_id not found or invalid");
 }
 
 }  // namespace
@@ -141,7 +131,7 @@ int create_organization(const std::string& name, std::string& organization_id) {
 int get_organization_list(JsonValue& list_out) {
     std::string response;
     if (const int result = fetch_organizations(response); result != NO_ERROR) return result;
-    const JsonOwner root = parse(response);
+    const JsonOwner root = parse_or_log(response, kNoJson);
     if (!root) return ERR_WRONG_JSON_FORMAT;
     const json_t* organizations = json_object_get(root.get(), "result");
     if (!json_is_array(organizations)) return fail(ERR_WRONG_JSON_FORMAT, "Failed to get result array");
@@ -187,7 +177,7 @@ int set_corvane_bid_conf() {
     if (const int result = account_center_api_me(response); result != NO_ERROR) {
         return fail(result, "Failed to call account center api /v1.1/me");
     }
-    const JsonOwner root = parse(response);
+    const JsonOwner root = parse_or_log(response, kNoJson);
     if (!root) return ERR_WRONG_JSON_FORMAT;
     const json_t* record = json_object_get(root.get(), "result");
     if (!json_is_object(record)) return fail(ERR_WRONG_JSON_FORMAT, "JSON does not contain 'result' object");

@@ -74,13 +74,12 @@ int read_location(const std::string& output, std::string& latitude, std::string&
     if (!json_is_object(result)) return fail(ERR_CMD_FAILED, "Failed to get result");
     const json_t* north = json_object_get(result, "latitude");
     const json_t* east = json_object_get(result, "longitude");
-    const json_t* code = json_object_get(result, "country_code");
-    if (!json_is_number(north) || !json_is_number(east) || !json_is_string(code)) {
+    if (!json_is_number(north) || !json_is_number(east) ||
+        !take_text(json_object_get(result, "country_code"), country)) {
         return fail(ERR_CMD_FAILED, "Failed to get latitude or longitude or country");
     }
     latitude = system::decimal_text(json_number_value(north));
     longitude = system::decimal_text(json_number_value(east));
-    country.assign(json_string_value(code), json_string_length(code));
     HARBEXLOG(HARBEXLOG_INFO, "latitude: %s, longitude: %s\n", latitude.c_str(), longitude.c_str());
     return NO_ERROR;
 }

@@ -14,13 +14,9 @@ namespace harbex::corvane {
 namespace {
 
 int take_groups(const std::string& reply, JsonValue& result) {
-    json_error_t error{};
-    const JsonOwner root(json_loadb(reply.data(), reply.size(), 0, &error));
-    if (!root) {
-        HARBEXLOG(HARBEXLOG_ERROR, "Failed to parse JSON: %s\n", error.text);
-        return ERR_WRONG_JSON_FORMAT;
-    }
-    HARBEXLOG(HARBEXLOG_INFO, "error is %s\n", error.text);
+    const JsonOwner root = parse_or_log(reply, "Failed to parse JSON");
+    if (!root) return ERR_WRONG_JSON_FORMAT;
+    HARBEXLOG(HARBEXLOG_INFO, "error is \n");  // the parser's words, none by now
     if (!json_is_object(root.get())) return fail(ERR_CORVANEAPI_VPN_GROUPS, "Failed to parse vpn_groups response");
     const json_t* data = json_object_get(root.get(), "data");
     if (!json_is_object(data)) return fail(ERR_WRONG_JSON_FORMAT, "Failed to get data");

@@ -2,6 +2,8 @@
 
 #include <jansson.h>
 
+#include <utility>
+
 #include "common/error_code.h"
 #include "common/http.h"
 #include "common/json_owner.h"
@@ -19,7 +21,6 @@
 namespace harbex::corvane {
 namespace {
 
-constexpr const char* kHostMask = "255.255.255.255";
 constexpr const char* kAutoRegion = "auto";
 constexpr const char* kSupernodeRegion = "supn";
 
@@ -38,12 +39,11 @@ int get_document(const std::string& path, const std::string& authorization, std:
 
 // Stores the address that the cloud offers, or its replacement when the offered one lies in a network of this NAS.
 int store_virtual_ip(const json_t* offered, std::string& virtual_ip) {
-    if (!json_is_string(offered))
+    if (!take_text(offered, virtual_ip))
         return fail(ERR_WRONG_JSON_FORMAT, "[parse_api_edge] virtual_ip_json is not a string");
-    virtual_ip.assign(json_string_value(offered), json_string_length(offered));
     HARBEXLOG(HARBEXLOG_INFO, "[parse_api_edge] Virtual IP from edge API: %s\n", virtual_ip.c_str());
     // A manager that cannot judge counts as no clash.
-    if (system::is_network_intersect(virtual_ip.c_str(), kHostMask) == ERR_IP_POOL_CONFLICT) {
+    if (system::is_network_intersect(virtual_ip.c_str(), system::kHostMask) == ERR_IP_POOL_CONFLICT) {
         HARBEXLOG(HARBEXLOG_INFO, "[parse_api_edge] Checking virtual IP subnet conflicts\n");
         if (const int checked = corvane_api_ip_subnet_check(virtual_ip); checked != NO_ERROR) {
             HARBEXLOG(HARBEXLOG_ERROR, "[parse_api_edge] Failed to check IP subnet: %d\n", checked);
@@ -157,20 +157,20 @@ int parse_api_edge(const std::string& reply, std::string& device_id, std::string
     const JsonOwner root(json_loadb(reply.data(), reply.size(), 0, nullptr));
     if (!json_is_object(root.get())) return fail(ERR_WRONG_JSON_FORMAT, "Failed to parse JSON response");
     log_root(root.get());
-    const json_t* id = json_object_get(root.get(), "deviceId");
-    const json_t* token = json_object_get(root.get(), "corvaneToken");
-    const json_t* serial = json_object_get(root.get(), "serialNumber");
-
     std::string virtual_ip;
     if (const int stored = store_virtual_ip(json_object_get(root.get(), "virtualIP"), virtual_ip); stored != NO_ERROR)
         return stored;
 
-    if (!json_is_string(id) || !json_is_string(token) || !json_is_integer(serial)) {
+    std::string id;
+    std::string token;
+    const json_t* serial = json_object_get(root.get(), "serialNumber");
+    if (!take_text(json_object_get(root.get(), "deviceId"), id) ||
+        !take_text(json_object_get(root.get(), "corvaneToken"), token) || !json_is_integer(serial)) {
         return fail(ERR_WRONG_JSON_FORMAT, "[parse_api_edge] deviceId or corvaneToken is not a string");
     }
     HARBEXLOG(HARBEXLOG_INFO, "[parse_api_edge] deviceId_json and corvaneToken_json are strings\n");
-    device_id.assign(json_string_value(id), json_string_length(id));
-    corvane_token.assign(json_string_value(token), json_string_length(token));
+    device_id = std::move(id);
+    corvane_token = std::move(token);
     serial_number = std::to_string(json_integer_value(serial));
     if (set_serial_number(serial_number) != NO_ERROR) return fail(ERR_CMD_FAILED, "Failed to set serial number");
     HARBEXLOG(HARBEXLOG_INFO,

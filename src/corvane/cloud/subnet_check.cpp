@@ -40,12 +40,8 @@ const char* suggested_network(const json_t* root) {
 
 int take_suggestion(const std::string& response, std::string& virtual_ip) {
     const std::string original = virtual_ip;
-    json_error_t error{};
-    const JsonOwner root(json_loadb(response.data(), response.size(), 0, &error));
-    if (!root) {
-        HARBEXLOG(HARBEXLOG_ERROR, "Failed to parse JSON response: %s\n", error.text);
-        return ERR_WRONG_JSON_FORMAT;
-    }
+    const JsonOwner root = parse_or_log(response, "Failed to parse JSON response");
+    if (!root) return ERR_WRONG_JSON_FORMAT;
     if (const char* network = suggested_network(root.get())) {
         const std::string suggestion(network);
         virtual_ip = suggestion.substr(0, suggestion.find('/'));

@@ -93,10 +93,9 @@ int bsh_supernode_recent_billing_daily_traffic(JsonValue& result) {
 int bsh_get_device_token(std::string& token) {
     const BusAnswer answer = query_service(kDeviceToken);
     if (!answer.document) return ERR_CMD_FAILED;
-    const json_t* data = json_object_get(answer.document.get(), "data");
-    if (!json_is_string(data)) return fail(ERR_WRONG_JSON_FORMAT, "GetDeviceToken output missing 'data' string");
-    HARBEXLOG(HARBEXLOG_INFO, "device_token: %s\n", json_string_value(data));
-    token.assign(json_string_value(data), json_string_length(data));
+    if (!take_text(json_object_get(answer.document.get(), "data"), token))
+        return fail(ERR_WRONG_JSON_FORMAT, "GetDeviceToken output missing 'data' string");
+    HARBEXLOG(HARBEXLOG_INFO, "device_token: %s\n", token.c_str());
     return NO_ERROR;
 }
 

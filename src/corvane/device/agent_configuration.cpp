@@ -28,9 +28,8 @@ constexpr const char* kDevelopmentClusterSite = "sy";
 
 int read_configuration(const std::string& response, std::string& configuration) {
     const JsonOwner root(json_loadb(response.data(), response.size(), 0, nullptr));
-    const json_t* text = json_object_get(root.get(), "cloudagentCfg");
-    if (!json_is_string(text)) return fail(ERR_WRONG_JSON_FORMAT, "Failed to parse JSON response");
-    configuration.assign(json_string_value(text), json_string_length(text));
+    if (!take_text(json_object_get(root.get(), "cloudagentCfg"), configuration))
+        return fail(ERR_WRONG_JSON_FORMAT, "Failed to parse JSON response");
     HARBEXLOG(HARBEXLOG_INFO, "cloudagentCfg %s\n", configuration.c_str());
     return NO_ERROR;
 }

@@ -27,11 +27,6 @@ constexpr BusQuery kHubInfo = daemon_query("GetHubInfo", "Failed to call corvane
 constexpr BusQuery kIpsecStatus = daemon_query("GetIpsecStatus", "Failed to call corvane_expressd.GetIPSecStatus",
                                                "Failed to parse GetIPSecStatus output JSON");
 
-void take_text(const json_t* region, const char* member, std::string& text) {
-    const json_t* value = json_object_get(region, member);
-    if (json_is_string(value)) text.assign(json_string_value(value), json_string_length(value));
-}
-
 }  // namespace
 
 int get_cloud_status(int& status) {
@@ -62,18 +57,14 @@ int bsh_get_hubinfo(std::string& router_name, std::string& router_ip, std::strin
     if (data == nullptr) return fail(ERR_CMD_FAILED, "GetHubInfo output missing 'data' string");
     HARBEXLOG(HARBEXLOG_INFO, "GetHubInfo data: %s\n", data);
 
-    json_error_t error{};
-    const JsonOwner inner(json_loads(data, 0, &error));
-    if (!inner) {
-        HARBEXLOG(HARBEXLOG_ERROR, "Failed to parse inner data JSON: %s\n", error.text);
-        return ERR_CMD_FAILED;
-    }
+    const JsonOwner inner = parse_or_log(data, "Failed to parse inner data JSON");
+    if (!inner) return ERR_CMD_FAILED;
     const json_t* router = json_object_get(inner.get(), "router_region");
     const json_t* supernode = json_object_get(inner.get(), "supernode_region");
-    take_text(router, "device_name", router_name);
-    take_text(router, "public_ip", router_ip);
-    take_text(supernode, "device_name", supernode_name);
-    take_text(supernode, "public_ip", supernode_ip);
+    (void)take_text(json_object_get(router, "device_name"), router_name);  // what is unknown stays as it was
+    (void)take_text(json_object_get(router, "public_ip"), router_ip);
+    (void)take_text(json_object_get(supernode, "device_name"), supernode_name);
+    (void)take_text(json_object_get(supernode, "public_ip"), supernode_ip);
     return NO_ERROR;
 }
 

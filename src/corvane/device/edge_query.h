@@ -1,6 +1,7 @@
 // The queries of the edge daemon.
 #pragma once
 
+#include "common/service_names.h"
 #include "corvane/device/bus_query.h"
 
 namespace harbex::corvane {
@@ -8,7 +9,7 @@ namespace harbex::corvane {
 // What they have in common; an operation adds its own words.
 constexpr BusQuery edge_query(const char* method, const char* call_failed) {
     return {
-        .service = "corvane_expressd",
+        .service = kEdgeDaemon,
         .method = method,
         .no_stream = "Failed to create io",
         .call_failed = call_failed,

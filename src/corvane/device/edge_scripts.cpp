@@ -11,9 +11,6 @@
 namespace harbex::corvane {
 namespace {
 
-constexpr const char* kExpressScript = "/etc/init.d/corvane_express.sh";
-constexpr const char* kAgentScript = "/etc/init.d/corvane_cloudagent.sh";
-
 int run(const std::vector<std::string>& argv) {
     std::string output;
     return system::do_exec_safe(argv, output);

@@ -6,6 +6,10 @@
 
 namespace harbex::corvane {
 
+// The edge daemon's and the cloud agent's. The library's own.
+inline constexpr const char kExpressScript[] = "/etc/init.d/corvane_express.sh";
+inline constexpr const char kAgentScript[] = "/etc/init.d/corvane_cloudagent.sh";
+
 // Run an init script with one argument. The agent's always sees the current site: its site file is written first.
 // NO_ERROR, or the runner's non-zero result.
 [[nodiscard]] int invoke_corvane_express(const std::string& arg);

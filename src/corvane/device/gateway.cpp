@@ -15,6 +15,7 @@
 
 #include "common/error_code.h"
 #include "common/file_descriptor.h"
+#include "common/service_names.h"
 #include "common/trace_log.h"
 #include "corvane/device/bus_query.h"
 #include "corvane/device/settings.h"
@@ -23,15 +24,15 @@ namespace harbex::corvane {
 namespace {
 
 constexpr BusQuery kGatewayQuery{
-    .service = "NetworkService",
+    .service = kNetworkManager,
     .method = "api.get_currentGWinfo",
     .unparsable = "Failed to parse JSON",
 };
 
-std::string text_or_log(const json_t* text, const char* complaint) {
-    if (json_is_string(text)) return {json_string_value(text), json_string_length(text)};
-    HARBEXLOG(HARBEXLOG_ERROR, "%s\n", complaint);
-    return {};
+std::string text_or_log(const json_t* value, const char* complaint) {
+    std::string text;
+    if (!take_text(value, text)) HARBEXLOG(HARBEXLOG_ERROR, "%s\n", complaint);
+    return text;
 }
 
 // The first gateway of a reply; null, and logged, when there is none.

@@ -7,6 +7,7 @@
 
 #include "common/error_code.h"
 #include "common/json_owner.h"
+#include "common/service_names.h"
 #include "common/trace_log.h"
 #include "corvane/device/bus_query.h"
 #include "corvane/device/failure.h"
@@ -17,7 +18,7 @@ namespace {
 constexpr int kStillRunning = -2;
 constexpr int kAttempts = 10;
 constexpr BusQuery kInternetCheck{
-    .service = "NetworkService",
+    .service = kNetworkManager,
     .method = "api.check_access_internet",
     .announcement = "bsh API: bsh NetworkService.api.check_access_internet",
     .bad_arguments = "Failed to set ifname",

@@ -6,6 +6,7 @@
 #include "common/error_code.h"
 #include "common/json_owner.h"
 #include "common/output_file.h"
+#include "common/service_names.h"
 #include "common/subnet.h"
 #include "common/trace_log.h"
 #include "corvane/device/bus_query.h"
@@ -17,15 +18,14 @@ namespace harbex::corvane {
 namespace {
 
 constexpr const char* kRunTimeFile = "/var/run/cms_config/supernode.json";
-constexpr const char* kHostMask = "255.255.255.255";
 constexpr size_t kVirtualIpChanged = 43;  // row of the notification catalogue
 
 // In the order of the file.
 constexpr const char* kMembers[] = {"superNodeId",  "remoteIP",        "remoteTunnelIP",
                                     "remoteSubnet", "remotePublicKey", "localTunnelIP"};
 
-constexpr BusQuery kUpdateInterfaces{.service = "corvane_expressd", .method = "UpdateNetworkInterfaces"};
-constexpr BusQuery kResetInterface{.service = "corvane_expressd", .method = "ResetVirtualInterface"};
+constexpr BusQuery kUpdateInterfaces{.service = kEdgeDaemon, .method = "UpdateNetworkInterfaces"};
+constexpr BusQuery kResetInterface{.service = kEdgeDaemon, .method = "ResetVirtualInterface"};
 
 // The values go in as received, unescaped: that is what the tunnel set-up parses.
 std::string layout(const json_t* data) {
@@ -49,12 +49,8 @@ int write_run_time_file(const std::string& text) {
 }  // namespace
 
 int parse_supernode(const std::string& json_text) {
-    json_error_t error{};
-    const JsonOwner root(json_loadb(json_text.data(), json_text.size(), 0, &error));
-    if (!root) {
-        HARBEXLOG(HARBEXLOG_ERROR, "JSON parse error: %s\n", error.text);
-        return ERR_WRONG_JSON_FORMAT;
-    }
+    const JsonOwner root = parse_or_log(json_text, "JSON parse error");
+    if (!root) return ERR_WRONG_JSON_FORMAT;
     const json_t* data = json_object_get(root.get(), "data");
     if (!json_is_object(data)) return fail(ERR_WRONG_JSON_FORMAT, "Expected data object");
     for (const char* member : kMembers) {
@@ -73,7 +69,7 @@ int parse_supernode(const std::string& json_text) {
 }
 
 int modify_virtual_ip(const std::string& new_ip) {
-    const int intersect = system::is_network_intersect(new_ip.c_str(), kHostMask);
+    const int intersect = system::is_network_intersect(new_ip.c_str(), system::kHostMask);
     if (intersect == ERR_IP_POOL_CONFLICT) {
         HARBEXLOG(HARBEXLOG_ERROR, "Virtual ip %s is in network intersect\n", new_ip.c_str());
         return ERR_WRONG_VIRTUAL_IP;
