@@ -19,6 +19,7 @@ namespace harbex::system {
 namespace {
 
 constexpr long kTransferTimeout_s = 10;
+constexpr size_t kMaxAnswer = size_t{16} << 20;
 constexpr size_t kMaxResolverBuffer = size_t{1} << 20;
 
 static_assert(int{kCouldNotResolveHost} == int{CURLE_COULDNT_RESOLVE_HOST});
@@ -64,6 +65,17 @@ CURLcode set_method(CURL* handle, const RestRequest& request) {
     }
     const CURLcode result = curl_easy_setopt(handle, CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t(request.body.size()));
     return result != CURLE_OK ? result : curl_easy_setopt(handle, CURLOPT_POSTFIELDS, request.body.data());
+}
+
+// libcurl's progress callback: anything but 0 ends the transfer.
+int end_when_too_long(void* response, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+    return static_cast<const std::string*>(response)->size() > kMaxAnswer ? 1 : 0;
+}
+
+CURLcode limit_answer(CURL* handle, std::string& response) {
+    CURLcode result = curl_easy_setopt(handle, CURLOPT_XFERINFOFUNCTION, end_when_too_long);
+    if (result == CURLE_OK) result = curl_easy_setopt(handle, CURLOPT_XFERINFODATA, &response);
+    return result != CURLE_OK ? result : curl_easy_setopt(handle, CURLOPT_NOPROGRESS, 0L);
 }
 
 CURLcode prepare(CURL* handle, const RestRequest& request, HeaderList& headers) {
@@ -164,7 +176,8 @@ int RestTransfer::honour_insecure_switch() {
 int RestTransfer::send(const RestRequest& request, std::string& response) {
     if (!handle_) return easycurl(nullptr, response);
     HeaderList headers;
-    const CURLcode prepared = prepare(handle_.get(), request, headers);
+    CURLcode prepared = prepare(handle_.get(), request, headers);
+    if (prepared == CURLE_OK) prepared = limit_answer(handle_.get(), response);
     if (prepared != CURLE_OK) {
         HARBEXLOG(HARBEXLOG_ERROR, "request to %s cannot be made: %d, %s\n", request.url.c_str(),
                   static_cast<int>(prepared), curl_easy_strerror(prepared));

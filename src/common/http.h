@@ -54,8 +54,9 @@ public:
     // Lets the InsecureCurl switch decide about certificate checks; without this call they are always on.
     // Returns the result of set_insecure_curl.
     [[nodiscard]] int honour_insecure_switch();
-    // Sends `request` and returns what easycurl returns, or libcurl's code for a request it cannot be given (a line
-    // break or NUL byte in URL or header line, no memory), which is logged and not sent.
+    // Sends `request` and returns what easycurl returns: libcurl's 42, too, for an answer that makes `response`
+    // longer than 16 MiB and is cut off there. Or libcurl's code for a request it cannot be given (a line break or
+    // NUL byte in URL or header line, no memory), which is logged and not sent.
     [[nodiscard]] int send(const RestRequest& request, std::string& response);
 
 private:

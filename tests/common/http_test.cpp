@@ -105,6 +105,21 @@ TEST(Answer, BecomesResultBodyAndLogLine) {
     }
 }
 
+TEST(Answer, WithoutEndIsCutOff) {
+    constexpr size_t kLimit = size_t{16} << 20;
+    RawHttpPeer peer("HTTP/1.1 200 OK\r\n\r\n" + std::string(2 * kLimit, 'x'));
+    std::string response;
+    EXPECT_EQ(send({HttpMethod::kGet, peer.url("/p"), {}, ""}, response), CURLE_ABORTED_BY_CALLBACK);
+    EXPECT_GT(response.size(), kLimit);
+    EXPECT_LT(response.size(), 2 * kLimit);
+
+    CURL* const handle = curl_easy_init();
+    curl_easy_setopt(handle, CURLOPT_URL, peer.url("/p").c_str());
+    response.clear();
+    EXPECT_EQ(easycurl(handle, response), NO_ERROR) << "only a request of the library's own has a limit";
+    EXPECT_EQ(response.size(), 2 * kLimit);
+}
+
 TEST(Transfer, ToAStallingPeerEndsAfterTenSeconds) {
     const RawHttpPeer peer("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf", RawHttpPeer::Then::kStall);
     const auto start = std::chrono::steady_clock::now();
