@@ -55,6 +55,7 @@ double time_calls(const Exchange& exchange, const std::string& request) {
 // Calls a second of several clients at once.
 double count_calls(const Exchange& exchange, const std::string& request) {
     std::vector<std::thread> clients;
+    clients.reserve(kClients);
     std::atomic<bool> go = false;
     for (int i = 0; i < kClients; ++i)
         clients.emplace_back([&] {

@@ -65,15 +65,13 @@ std::optional<Options> parse_options(int argc, char** argv) {
             if (++i == argc || !parse_timeout(argv[i], options.timeout_s)) return std::nullopt;
         } else if (!options_ended && word.starts_with("--timeout=")) {
             if (!parse_timeout(word.substr(kTimeout.size() + 1), options.timeout_s)) return std::nullopt;
-        } else if (!options_ended && word.starts_with("--")) {
+        } else if (options.has_body || (!options_ended && word.starts_with("--"))) {
             return std::nullopt;
         } else if (options.service.empty()) {
             if (!parse_target(word, options)) return std::nullopt;
-        } else if (!options.has_body) {
+        } else {
             options.body = word;
             options.has_body = true;
-        } else {
-            return std::nullopt;
         }
     }
     if (options.service.empty()) return std::nullopt;
