@@ -2,10 +2,13 @@
 // that fails throws the refusal, which answer_request turns into the answer.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
-#include "cloud_endpoints.h"
+#include "cloud_credentials.h"
+#include "cloud_records.h"
+#include "cloud_state.h"
 
 namespace appliance {
 

@@ -1,6 +1,7 @@
 // What the simulated cloud's services answer.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "cloud_credentials.h"
@@ -8,11 +9,6 @@
 #include "cloud_state.h"
 
 namespace appliance {
-
-struct CloudAnswer {
-    int status;
-    std::string body;
-};
 
 // Checks the request as the service would, acts on the state, and saves it when the request was accepted. `now` is in
 // seconds since the epoch.

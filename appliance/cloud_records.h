@@ -1,4 +1,4 @@
-// The requests that the simulated cloud has seen, for people and tests to read: one JSON line a request with
+// Requests of the simulated cloud and their answers, and the records of those it has seen, for people and tests to read: one JSON line a request with
 // "number", "host", "method", "target", "headers" (lines as sent, in order), "body" and "status".
 #pragma once
 
@@ -21,6 +21,11 @@ struct CloudRequest {
     std::string query() const;
     // The value of the first header line of that name, whatever its case; "" when there is none.
     std::string header(std::string_view name) const;
+};
+
+struct CloudAnswer {
+    int status;
+    std::string body;
 };
 
 class Records {
