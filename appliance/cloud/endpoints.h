@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <string>
 
-#include "cloud_credentials.h"
-#include "cloud_records.h"
-#include "cloud_state.h"
+#include "cloud/credentials.h"
+#include "cloud/records.h"
+#include "cloud/state.h"
 
 namespace appliance {
 

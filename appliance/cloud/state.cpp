@@ -1,4 +1,4 @@
-#include "cloud_state.h"
+#include "cloud/state.h"
 
 #include <openssl/rand.h>
 

@@ -8,12 +8,12 @@
 #include <mutex>
 #include <string>
 
-#include "cloud_certificates.h"
-#include "cloud_credentials.h"
-#include "cloud_faults.h"
-#include "cloud_hosts.h"
-#include "cloud_records.h"
-#include "cloud_state.h"
+#include "cloud/certificates.h"
+#include "cloud/credentials.h"
+#include "cloud/faults.h"
+#include "cloud/hosts.h"
+#include "cloud/records.h"
+#include "cloud/state.h"
 
 namespace appliance {
 

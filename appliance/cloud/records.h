@@ -1,5 +1,6 @@
-// Requests of the simulated cloud and their answers, and the records of those it has seen, for people and tests to read: one JSON line a request with
-// "number", "host", "method", "target", "headers" (lines as sent, in order), "body" and "status".
+// Requests of the simulated cloud and their answers, and the records of those it has seen, for people and tests to
+// read: one JSON line a request with "number", "host", "method", "target", "headers" (lines as sent, in order),
+// "body" and "status".
 #pragma once
 
 #include <mutex>

@@ -1,4 +1,4 @@
-#include "cloud_server.h"
+#include "cloud/server.h"
 
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -7,8 +7,8 @@
 #include <chrono>
 #include <ctime>
 
-#include "cloud_endpoints.h"
-#include "cloud_stream.h"
+#include "cloud/endpoints.h"
+#include "cloud/stream.h"
 
 namespace appliance {
 namespace {

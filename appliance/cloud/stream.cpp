@@ -1,4 +1,4 @@
-#include "cloud_stream.h"
+#include "cloud/stream.h"
 
 #include <poll.h>
 #include <sys/socket.h>

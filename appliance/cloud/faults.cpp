@@ -1,4 +1,4 @@
-#include "cloud_faults.h"
+#include "cloud/faults.h"
 
 #include <fnmatch.h>
 
@@ -9,7 +9,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "cloud_endpoints.h"
+#include "cloud/endpoints.h"
 
 namespace appliance {
 namespace {

@@ -6,9 +6,9 @@
 #include <string>
 #include <string_view>
 
-#include "cloud_credentials.h"
-#include "cloud_records.h"
-#include "cloud_state.h"
+#include "cloud/credentials.h"
+#include "cloud/records.h"
+#include "cloud/state.h"
 
 namespace appliance {
 

@@ -1,4 +1,4 @@
-#include "cloud_credentials.h"
+#include "cloud/credentials.h"
 
 #include <openssl/evp.h>
 #include <openssl/rand.h>

@@ -1,4 +1,4 @@
-#include "cloud_control.h"
+#include "cloud/control.h"
 
 #include <fnmatch.h>
 #include <signal.h>
@@ -7,7 +7,7 @@
 #include <ctime>
 
 #include "bsvc.h"
-#include "cloud_endpoints.h"
+#include "cloud/endpoints.h"
 #include "edge_state.h"
 
 namespace appliance {

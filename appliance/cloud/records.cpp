@@ -1,4 +1,4 @@
-#include "cloud_records.h"
+#include "cloud/records.h"
 
 #include <strings.h>
 

@@ -1,7 +1,7 @@
 // What people, tests and the NAS's scripts can tell the simulated cloud, over the bus service "cloud".
 #pragma once
 
-#include "cloud_server.h"
+#include "cloud/server.h"
 
 namespace appliance {
 

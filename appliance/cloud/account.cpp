@@ -1,5 +1,5 @@
 // The account side of the simulated cloud: sign-in, organisation centre, account centre.
-#include "cloud_call.h"
+#include "cloud/call.h"
 
 namespace appliance {
 namespace {

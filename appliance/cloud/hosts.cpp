@@ -1,4 +1,4 @@
-#include "cloud_hosts.h"
+#include "cloud/hosts.h"
 
 #include <fstream>
 

@@ -1,8 +1,8 @@
-#include "cloud_endpoints.h"
+#include "cloud/endpoints.h"
 
 #include <fnmatch.h>
 
-#include "cloud_call.h"
+#include "cloud/call.h"
 
 namespace appliance {
 namespace {

@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "cloud_certificates.h"
-#include "cloud_hosts.h"
+#include "cloud/certificates.h"
+#include "cloud/hosts.h"
 
 namespace appliance {
 

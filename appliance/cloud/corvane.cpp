@@ -5,7 +5,7 @@
 #include <charconv>
 #include <optional>
 
-#include "cloud_call.h"
+#include "cloud/call.h"
 #include "edge_state.h"
 
 namespace appliance {

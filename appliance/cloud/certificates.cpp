@@ -1,4 +1,4 @@
-#include "cloud_certificates.h"
+#include "cloud/certificates.h"
 
 #include <openssl/pem.h>
 #include <openssl/rand.h>

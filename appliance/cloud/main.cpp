@@ -7,8 +7,8 @@
 #include <list>
 #include <thread>
 
-#include "cloud_control.h"
-#include "cloud_server.h"
+#include "cloud/control.h"
+#include "cloud/server.h"
 
 namespace {
 
