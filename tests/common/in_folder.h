@@ -1,4 +1,4 @@
-// Tests with a folder of their own.
+// What most tests of these functions need: a folder of their own, files and programs.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -6,8 +6,16 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
+
+#include "support/files.h"
+#include "support/run_program.h"
+
+namespace fs = std::filesystem;
 
 namespace harbex::test {
+
+using Lines = std::vector<std::string>;
 
 class InFolder : public testing::Test {
 protected:
@@ -15,9 +23,9 @@ protected:
         std::string name = "/tmp/folder_XXXXXX";
         folder_ = mkdtemp(name.data());
     }
-    ~InFolder() override { std::filesystem::remove_all(folder_); }
+    ~InFolder() override { fs::remove_all(folder_); }
 
-    std::filesystem::path folder_;
+    fs::path folder_;
 };
 
 }  // namespace harbex::test

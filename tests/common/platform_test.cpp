@@ -1,8 +1,6 @@
 #include "common/platform.h"
 
-#include <gtest/gtest.h>
-
-#include "support/files.h"
+#include "common/in_folder.h"
 
 namespace harbex::system {
 namespace {
@@ -26,6 +24,37 @@ TEST(Platform, SessionsGiveTheirUsersRights) {
     };
     for (const auto& c : cases)
         EXPECT_EQ(c.rights, auth_user_session(c.session)) << (c.session ? c.session : "null");
+}
+
+TEST(Platform, MarkersAreRegularFilesBehindLinksToo) {
+    const struct {
+        const char* marker;
+        bool (*found)();
+    } cases[] = {{"/etc/IS_DEMO", is_demo}, {"/etc/IS_GENERIC", is_generic}, {"/etc/TESSEL_ZFS", is_talon}};
+    for (const auto& c : cases) {
+        EXPECT_FALSE(c.found()) << c.marker;
+        fs::create_directory(c.marker);
+        EXPECT_FALSE(c.found()) << c.marker << " as a directory";
+        fs::remove(c.marker);
+        fs::create_symlink("/etc/hosts", c.marker);
+        EXPECT_TRUE(c.found()) << c.marker << " as a link";
+        fs::remove(c.marker);
+    }
+}
+
+// The model and its firmware are the factory's, whatever the owner's settings say.
+TEST(Platform, TextsComeFromTheirOwnFile) {
+    const char* const files[] = {"/etc/config/kernos.conf", "/etc/default_config/kernos.conf"};
+    for (const std::string file : files)
+        write_text(file, "[System]\nModel = M " + file + "\nServer Name = S " + file + "\nVersion = V " + file +
+                             "\nRegion = R " + file + "\n");
+    EXPECT_STREQ(get_server_name(), "S /etc/config/kernos.conf");
+    EXPECT_STREQ(get_server_region(), "R /etc/config/kernos.conf");
+    EXPECT_STREQ(get_model_name(), "M /etc/default_config/kernos.conf");
+    EXPECT_STREQ(get_firmware_version(), "V /etc/default_config/kernos.conf");
+    write_text(files[0], "[System]\nRegion = " + std::string(300, 'r') + "\n");
+    EXPECT_STREQ(get_server_name(), "");
+    EXPECT_EQ(get_server_region(), std::string(255, 'r'));
 }
 
 }  // namespace

@@ -1,19 +1,23 @@
 #include "common/process_table.h"
 
-#include <gtest/gtest.h>
 #include <signal.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include "support/files.h"
-#include "support/run_program.h"
+#include "common/in_folder.h"
 
 namespace harbex::system {
 namespace {
+
+using test::read_text;
+
+// Waits for what another process is about to do.
+template <typename Condition>
+void await(Condition condition) {
+    for (int tries = 0; tries < 1000 && !condition(); ++tries)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+}
 
 // Runs a shell under another program name with the given arguments.
 pid_t run_as(const std::string& program, const std::vector<std::string>& arguments) {
@@ -26,37 +30,31 @@ pid_t run_as(const std::string& program, const std::vector<std::string>& argumen
         execv("/bin/sh", argv.data());
         _exit(1);
     }
-    // Until it has become that program.
-    const std::string cmdline = "/proc/" + std::to_string(child) + "/cmdline";
-    for (int tries = 0; tries < 1000 && test::read_text(cmdline).rfind(program, 0) != 0; ++tries)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    await([&] { return read_text("/proc/" + std::to_string(child) + "/cmdline").starts_with(program); });
     return child;
 }
 
 TEST(VpnProcess, CommandLinesAreClassified) {
     const struct {
-        const char* name;
         std::string cmdline;
-        int type;  // -1: no VPN daemon
-        int index;
+        int type, index;  // type -1: no VPN daemon
     } cases[] = {
-        {"last profile wins", std::string("spinc\0client1\0client22\0", 22), SPINDLE_CLIENT_TYPE, 22},
-        {"name does not count as argument", std::string("/opt/client7/pppd-pptp\0x\0", 25), PPTP_CLIENT_TYPE, 0},
-        {"server ignores arguments", std::string("/usr/sbin/openvpn\0client4\0", 26), OVPN_SERVER_TYPE, 0},
-        {"base name must match whole", "/usr/sbin/openvpnclient2", -1, 0},
+        {std::string("spinc\0client1\0client22\0", 22), SPINDLE_CLIENT_TYPE, 22},
+        {std::string("/opt/client7/pppd-pptp\0x\0", 25), PPTP_CLIENT_TYPE, 0},
+        {std::string("/usr/sbin/openvpn\0client4\0", 26), OVPN_SERVER_TYPE, 0},
+        {"xl2tpd", L2TP_SERVER_TYPE, 0},
+        {"spind", SPINDLE_SERVER_TYPE, 0},
+        {"pppd-l2tp", L2TP_CLIENT_TYPE, 0},
+        {"/usr/sbin/openvpnclient2", -1, 0},
     };
-    VpnProcess table;
     for (const auto& c : cases) {
         std::string cmdline = c.cmdline;
-        const Process* process = table.is_vpn_process(cmdline, 42);
-        if (c.type < 0) {
-            EXPECT_EQ(nullptr, process) << c.name;
-            continue;
-        }
-        ASSERT_NE(nullptr, process) << c.name;
-        EXPECT_EQ(c.type, process->type) << c.name;
-        EXPECT_EQ(c.index, process->index) << c.name;
-        EXPECT_EQ(42, process->pid) << c.name;
+        const Process* process = VpnProcess().is_vpn_process(cmdline, 42);
+        ASSERT_EQ(process == nullptr, c.type < 0) << c.cmdline;
+        if (process == nullptr) continue;
+        EXPECT_EQ(c.type, process->type) << c.cmdline;
+        EXPECT_EQ(c.index, process->index) << c.cmdline;
+        EXPECT_EQ(42, process->pid) << c.cmdline;
     }
 }
 
@@ -89,6 +87,29 @@ TEST(VpnProcess, FindsSignalsAndForgetsRunningOnes) {
         ::kill(left, SIGKILL);
         (void)test::wait_for(left);
     }
+}
+
+TEST(Connections, AreKickedByTheControlScript) {
+    const std::string log = "/tmp/kicked";
+    const test::ReplacedTool script("/etc/init.d/vpn_common.sh", "printf '[%s]' \"$@\" >>" + log + "; echo >>" + log);
+    std::string expected;
+    const auto expect_line = [&](const std::string& line) {
+        expected += line + "\n";
+        await([&] { return read_text(log) == expected; });
+        EXPECT_EQ(read_text(log), expected);
+    };
+    kick_all_connection(PPTP_SERVER_TYPE, nullptr);
+    expect_line("[kick_all_connection][1][]");
+    kick_one_connection(WIREGUARD_CLIENT_TYPE, "a b");
+    expect_line("[kick_one_connection][65536][a b]");
+}
+
+TEST(OvpnConfiguration, IsWhatTheCheckerScriptSays) {
+    const test::ReplacedTool checker("/usr/sbin/verify_ovpn.sh",
+                                     "case $1$2 in ab) ;; x*) kill -9 $$;; *) exit 3; esac");
+    EXPECT_EQ(verify_ovpn_config("a", "b"), 1);
+    EXPECT_EQ(verify_ovpn_config("a", ""), 0);
+    EXPECT_EQ(verify_ovpn_config("x", "b"), 0) << "killed";
 }
 
 }  // namespace

@@ -1,19 +1,16 @@
 #include "common/subnet.h"
 
 #include <arpa/inet.h>
-#include <gtest/gtest.h>
 
-#include <string>
-
+#include "common/in_folder.h"
 #include "support/reply_rows.h"
-#include "support/scripted_service.h"
 
 namespace harbex::test {
 namespace {
 
-in_addr address(const char* text) {
+in_addr address(const std::string& text) {
     in_addr value{};
-    EXPECT_EQ(1, inet_pton(AF_INET, text, &value)) << text;
+    EXPECT_EQ(1, inet_pton(AF_INET, text.c_str(), &value)) << text;
     return value;
 }
 
@@ -28,8 +25,7 @@ TEST(Subnet, RangesThatShareAnAddressIntersect) {
         {"255.255.255.255", "255.255.255.255", "1.2.3.4", "0.0.0.0", 1},
     };
     for (const auto& c : cases) {
-        const in_addr ip1 = address(c.ip1), mask1 = address(c.mask1);
-        const in_addr ip2 = address(c.ip2), mask2 = address(c.mask2);
+        const in_addr ip1 = address(c.ip1), mask1 = address(c.mask1), ip2 = address(c.ip2), mask2 = address(c.mask2);
         EXPECT_EQ(c.expected, system::is_intersect(ip1, mask1, ip2, mask2)) << c.ip1 << " and " << c.ip2;
         EXPECT_EQ(c.expected, system::is_intersect(ip2, mask2, ip1, mask1)) << c.ip2 << " and " << c.ip1;
     }
@@ -48,7 +44,6 @@ TEST(NetworkIntersect, ManagersRepliesAreJudged) {
     expect_replies(
         manager, operation,
         {
-            {"free", R"({"error":0,"data":"x"})", "0", ""},
             {"no error member counts as free", "{}", "0", ""},
             {"clash", R"({"error":1})", "44", words + "ip pool conflict with Tessel network."},
             {"refused", R"({"error":5,"data":"x"})", "48", words + "bs_call failed ret:5, data: x."},
@@ -56,6 +51,30 @@ TEST(NetworkIntersect, ManagersRepliesAreJudged) {
             {"cut short", R"({"error":0)", "47", words + "failed to parse json."},
             {"hung up", nullptr, "47", words + "bs_call failed ret:3"},
         });
+}
+
+TEST(NetmaskToPrefix, CountsOnesWithoutAGap) {
+    TraceReader log;
+    int prefix = -1;
+    for (const auto& [mask, ones] : {std::pair("0.0.0.0", 0), {"255.255.240.0", 20}, {"255.255.255.255", 32}}) {
+        EXPECT_EQ(0, system::netmask_to_prefix(address(mask), prefix)) << mask;
+        EXPECT_EQ(ones, prefix) << mask;
+    }
+    EXPECT_NE(0, system::netmask_to_prefix(address("255.0.255.0"), prefix));
+    EXPECT_EQ(32, prefix) << "untouched";
+    EXPECT_EQ(log.lines(), Lines{"ERROR Invalid netmask: 0xff00ff00 (non-consecutive bits)"});
+}
+
+TEST(InterfaceSubnets, AreAllButLoopbacks) {
+    if (fs::exists("/run/appliance/in-place")) GTEST_SKIP() << "no network of its own on this machine";
+    run_program({"/bin/sh", "-c", "ip addr add 192.168.1.77/24 dev eth0; ip addr add 10.9.8.7/15 dev eth0"});
+    TraceReader log;
+    Lines subnets = {"kept"};
+    EXPECT_EQ(0, system::collect_all_interface_subnet(subnets));
+    EXPECT_EQ(subnets, (Lines{"kept", "192.168.1.0/24", "10.8.0.0/15", "192.168.1.0/24"}));
+    const std::string found = "INFO Found subnet on interface eth0: ";
+    EXPECT_EQ(log.lines(), (Lines{found + subnets[1], found + subnets[2], found + subnets[3],
+                                  "INFO Collected 4 subnets from network interfaces"}));
 }
 
 }  // namespace
