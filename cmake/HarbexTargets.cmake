@@ -12,7 +12,9 @@ target_compile_options(harbex_flags INTERFACE
     -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wformat=2 -Wcast-align -Wundef
     -Wnull-dereference -Wimplicit-fallthrough
     $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual>
-    -ffunction-sections -fdata-sections -fno-omit-frame-pointer)
+    -ffunction-sections -fdata-sections -fno-omit-frame-pointer
+    # No path of the building machine in what is built.
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
 target_link_options(harbex_flags INTERFACE -Wl,--gc-sections -Wl,--as-needed)
 if(HARBEX_WERROR)
     target_compile_options(harbex_flags INTERFACE -Werror)
@@ -22,7 +24,8 @@ if(CMAKE_BUILD_TYPE STREQUAL "Release")
     string(REPLACE "-O3" "-O2" CMAKE_CXX_FLAGS_RELEASE "${CMAKE_CXX_FLAGS_RELEASE}")
     string(REPLACE "-O3" "-O2" CMAKE_C_FLAGS_RELEASE "${CMAKE_C_FLAGS_RELEASE}")
     target_compile_options(harbex_flags INTERFACE
-        -fstack-protector-strong -fstack-clash-protection -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3 -fPIE)
+        -fstack-protector-strong -fstack-clash-protection -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3
+        $<$<NOT:$<BOOL:$<TARGET_PROPERTY:POSITION_INDEPENDENT_CODE>>>:-fPIE>)
     if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|i.86")
         target_compile_options(harbex_flags INTERFACE -fcf-protection)
     endif()
