@@ -6,7 +6,7 @@
 
 #include "common/error_code.h"
 #include "common/json_owner.h"
-#include "common/trace_log.h"
+#include "common/trace_statement.h"
 
 namespace harbex::corvane {
 

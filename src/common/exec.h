@@ -1,22 +1,13 @@
-// Runs other programs. They are given paths: nothing is searched for, and only do_exec involves a shell.
+// Runs other programs. They are given paths: nothing is searched for, and only do_exec involves a shell. All names
+// are published.
 #pragma once
 
 #include <sys/types.h>
 
-#include <string>
-#include <vector>
+#include "common/program_output.h"
+#include "common/vpn_script.h"
 
 namespace harbex::system {
-
-// Appends what the shell command line prints to `output`. Blocks until it ends; its exit status is not looked at. 0,
-// or -1 when it cannot be run. A NUL printed hides the rest of its line. The shell inherits the signals that the
-// caller blocks or ignores.
-[[nodiscard]] int do_exec(const char* command, std::string& output);
-
-// Runs argv[0] and blocks until it ends. 0 when it exited with 0: `output` is then its standard output up to a first
-// NUL. Otherwise `output` is empty, and the result is -1 for an empty vector or no memory, else that of the bus
-// library's process runner (exit status, 127, 128 + signal). Standard error is discarded.
-[[nodiscard]] int do_exec_safe(const std::vector<std::string>& argv, std::string& output);
 
 // Leaves the program running as an orphan, its three standard streams on /dev/null, in "/" with umask 0, and ENDS THE
 // CALLING PROCESS with status 0, without flushing its streams: call it in a disposable child, as background does.
@@ -37,8 +28,5 @@ namespace harbex::system {
 // Sends the signal and waits up to ten seconds for the process to disappear from /proc. NO_ERROR, whether it did or
 // not, or ERR_KILL_PROCESS when the signal could not be sent.
 [[nodiscard]] int kill(pid_t pid, int sig);
-
-// Runs `script` with the argument `action`, blocking; a failure is only logged.
-void invoke_vpn_script(const std::string& script, const std::string& action);
 
 }  // namespace harbex::system

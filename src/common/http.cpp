@@ -9,11 +9,11 @@
 
 #include <curl/curl.h>
 
-#include "common/config_store.h"
 #include "common/error_code.h"
 #include "common/last_exchange.h"
 #include "common/settings_files.h"
-#include "common/trace_log.h"
+#include "common/settings_tools.h"
+#include "common/trace_statement.h"
 
 namespace harbex::system {
 namespace {

@@ -15,7 +15,7 @@
 #include "common/bus_exchange.h"
 #include "common/error_code.h"
 #include "common/service_names.h"
-#include "common/trace_log.h"
+#include "common/trace_statement.h"
 
 namespace harbex::system {
 namespace {
