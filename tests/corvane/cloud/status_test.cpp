@@ -13,8 +13,9 @@ std::string document(const std::string& numbers, const std::string& router, cons
                      const std::string& address, const std::string& missing) {
     return R"(0 {"cloud_status":)" + numbers.substr(0, 1) +
            R"(,"gateway":{"ifname":"eth0","ip":"192.168.1.10"},"is_on_corvane":)" + numbers.substr(1) +
-           R"(,"org_name":"Field Office","region_name":"auto","router":{)" + router + R"(},"supernode":{)" +
-           supernode + R"(},"unavailable":[)" + missing + R"(],"virtual_ip":")" + address + R"("})";
+           R"(,"org_name":"Field Office","region_name":")" + (address.empty() ? "auto" : "grp-east") +
+           R"(","router":{)" + router + R"(},"supernode":{)" + supernode + R"(},"unavailable":[)" + missing +
+           R"(],"virtual_ip":")" + address + R"("})";
 }
 
 TEST_F(Status, NamesWhatCannotBeHad) {
