@@ -69,7 +69,11 @@ void free_tree(JsonValue::Type type, void* storage) {
     thread_local std::vector<std::pair<JsonValue::Type, void*>>* line = nullptr;
     if (storage == nullptr) return;
     if (line != nullptr) {
-        line->emplace_back(type, storage);
+        try {
+            line->emplace_back(type, storage);
+        } catch (const std::bad_alloc&) {  // no room in the line: freed at once, one level deeper
+            free_container(type, storage);
+        }
         return;
     }
     std::vector<std::pair<JsonValue::Type, void*>> orphans;

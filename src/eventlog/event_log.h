@@ -1,5 +1,6 @@
-// Entries of the NAS's system event log, and the notifications that go with changed VPN privileges. Nothing is
-// reported back: a failing log or notification tool loses the entry.
+// Entries of the NAS's system event log, and the notifications that go with changed VPN privileges. Published.
+// Nothing is reported back: a failing log or notification tool loses the entry. Formatted entries are cut at 1,024
+// bytes.
 #pragma once
 
 #include <string>
@@ -7,15 +8,16 @@
 
 namespace harbex::system {
 
-// `type`: 0 information, 1 warning. A text above 2,048 bytes is cut there.
+// Adds `text`, cut at 2,048 bytes, as it is. `type`: 0 information, 1 warning.
 void add_log(const std::string& text, int type);
 
-// The formatted entries are cut at 1,024 bytes.
-// "[Harbex Service] <a> <b> is <c>.": `c` carries the state word; up and down differ in name only.
+// Adds the information "[Harbex Service] <a> <b> is <c>."; `c` carries the state word.
 void add_up_event_log(const char* a, const char* b, const char* c);
+// The same entry as add_up_event_log's: the names differ for the callers.
 void add_down_event_log(const char* a, const char* b, const char* c);
-// "[Harbex Service] <a> <b> configuration is applied." / "… removed.", the latter a warning.
+// Adds the information "[Harbex Service] <a> <b> configuration is applied."
 void add_apply_event_log(const char* a, const char* b);
+// Adds the warning "[Harbex Service] <a> <b> configuration is removed."
 void add_remove_event_log(const char* a, const char* b);
 
 // Notifies once for every user.

@@ -1,4 +1,4 @@
-// The notification centre's messages of this application, and how one is sent.
+// The notification centre's messages of this application, and how one is sent. Published.
 #pragma once
 
 namespace harbex {

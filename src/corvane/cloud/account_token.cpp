@@ -26,7 +26,7 @@ constexpr BusQuery kSaveToken{
 
 }  // namespace
 
-int get_cloudtoken(std::string& token) {
+int get_cloudtoken(std::string& token) try {
     const BusAnswer answer = query_service(kGetToken);
     if (answer.stopped_at == BusStep::kParse) return ERR_WRONG_JSON_FORMAT;
     if (!answer.document) return ERR_CMD_FAILED;
@@ -39,6 +39,8 @@ int get_cloudtoken(std::string& token) {
     }
     if (take_text(json_object_get(answer.document.get(), "data"), token)) return NO_ERROR;
     return fail(ERR_WRONG_JSON_FORMAT, "No 'data' string in get cloud token response");
+} catch (...) {
+    return short_of_memory();
 }
 
 int save_vellum_token(const std::string& encoded) {

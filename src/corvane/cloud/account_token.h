@@ -6,7 +6,7 @@
 namespace harbex::corvane {
 
 // The cloud account token. Blocks for up to 60 s. NO_ERROR; ERR_CMD_FAILED when the daemon cannot be asked or
-// refuses; ERR_WRONG_JSON_FORMAT for an unusable answer. `token` is untouched on failure.
+// refuses; ERR_WRONG_JSON_FORMAT for an unusable answer; ERR_NO_MEMORY. `token` is untouched on failure.
 [[nodiscard]] int get_cloudtoken(std::string& token);
 
 // Hands the cloud's encoded sign-in answer to the daemon. Blocks for up to 60 s. NO_ERROR when the call arrived,

@@ -72,7 +72,7 @@ std::string edge_body(const EdgeFacts& facts) {
 
 }  // namespace
 
-int corvane_api_edge(const std::string& token, std::string& response) {
+int corvane_api_edge(const std::string& token, std::string& response) try {
     system::RestRequest request{
         .method = system::HttpMethod::kPost,
         .url = get_corvane_api_url("/cvnms/bthings/api/v1/edge"),
@@ -88,6 +88,8 @@ int corvane_api_edge(const std::string& token, std::string& response) {
     if (transfer.send(request, response) != NO_ERROR) return ERR_CORVANEAPI_EDGE;
     HARBEXLOG(HARBEXLOG_INFO, "readBuffer_edge is %s\n", response.c_str());
     return NO_ERROR;
+} catch (...) {
+    return short_of_memory();
 }
 
 }  // namespace harbex::corvane

@@ -24,13 +24,15 @@ constexpr BusQuery kTokenQuery{
 
 }  // namespace
 
-int get_corvanetoken(const std::string& org_id, std::string& token) {
+int get_corvanetoken(const std::string& org_id, std::string& token) try {
     const JsonOwner request(json_pack("{s:s%}", "orgId", org_id.data(), org_id.size()));
     if (!request) return fail(ERR_CMD_FAILED, kTokenQuery.bad_arguments);
     const BusAnswer answer = query_service(kTokenQuery, request.get());
     if (!answer.document) return ERR_CMD_FAILED;
     if (take_text(json_object_get(answer.document.get(), "data"), token)) return NO_ERROR;
     return fail(ERR_WRONG_JSON_FORMAT, "Invalid response format");
+} catch (...) {
+    return short_of_memory();
 }
 
 int get_corvanetoken_wrapper(std::string& token) {

@@ -7,6 +7,7 @@
 #include "common/error_code.h"
 #include "common/trace_log.h"
 #include "corvane/cloud/hosts.h"
+#include "corvane/device/failure.h"
 #include "corvane/device/settings.h"
 
 namespace harbex::corvane {
@@ -25,7 +26,7 @@ std::string read_or(int (*reader)(std::string&), const char* fallback) {
     return text;
 }
 
-std::string api_url(std::span<const SiteHosts> hosts, const std::string& path, bool use_developer_site) {
+std::string api_url(std::span<const SiteHosts> hosts, const std::string& path, bool use_developer_site) try {
     std::map<std::string, std::string> global_table;
     std::map<std::string, std::string> china_table;
     for (const SiteHosts& row : hosts) {
@@ -33,13 +34,15 @@ std::string api_url(std::span<const SiteHosts> hosts, const std::string& path, b
         if (row.china != nullptr) china_table[row.site] = row.china;
     }
     return choose_api_url(global_table, china_table, path, use_developer_site);
+} catch (...) {
+    return short_of_memory(std::string());
 }
 
 }  // namespace
 
 std::string choose_api_url(std::map<std::string, std::string>& global_table,
                            std::map<std::string, std::string>& china_table, std::string path,
-                           bool use_developer_site) {
+                           bool use_developer_site) try {
     std::string site = read_or(use_developer_site ? get_zdevelop_site : get_corvane_site, "production");
     const std::string region = read_or(get_global_or_china, "glb");
     if (!global_table.contains(site)) {
@@ -49,6 +52,8 @@ std::string choose_api_url(std::map<std::string, std::string>& global_table,
     std::string url = (region == "glb" ? global_table : china_table)[site] + path;
     HARBEXLOG(HARBEXLOG_DEBUG, "Request URL: %s\n", url.c_str());
     return url;
+} catch (...) {
+    return short_of_memory(std::string());
 }
 
 std::string get_org_center_api_url(std::string path) {

@@ -1,4 +1,5 @@
-// The URL of a cloud service for the site and region this NAS is set to.
+// The URL of a cloud service for the site and region this NAS is set to. Published. Each function runs a tool of the
+// NAS two or three times; without memory the URL is empty.
 #pragma once
 
 #include <map>
@@ -13,11 +14,13 @@ std::string choose_api_url(std::map<std::string, std::string>& global_table,
                            std::map<std::string, std::string>& china_table, std::string path,
                            bool use_developer_site);
 
-// The site is the developer package's.
+// `path` at the organisation centre of the developer package's site.
 std::string get_org_center_api_url(std::string path);
+// `path` at the account centre of the developer package's site.
 std::string get_account_center_api_url(std::string path);
+// `path` at the authentication connector of the developer package's site.
 std::string get_auth_connector_api_url(std::string path);
-// The site is the one this NAS enrolled at.
+// `path` at the SD-WAN management of the site this NAS enrolled at.
 std::string get_corvane_api_url(std::string path);
 
 }  // namespace harbex::corvane

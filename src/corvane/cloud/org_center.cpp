@@ -106,7 +106,7 @@ int read_site_id(const std::string& output, std::string& site_id) {
 
 }  // namespace
 
-int create_organization(const std::string& name, std::string& organization_id) {
+int create_organization(const std::string& name, std::string& organization_id) try {
     const std::string url = get_org_center_api_url(kOrganizationPath);
     std::string token;
     if (get_cloudtoken(token) != NO_ERROR) return fail(ERR_CORVANE_GETCLOUDTOKEN, "Failed to get cloud token");
@@ -126,9 +126,11 @@ int create_organization(const std::string& name, std::string& organization_id) {
         return ERR_CURL_FAIL;
     }
     return read_created_id(response, organization_id);
+} catch (...) {
+    return short_of_memory();
 }
 
-int get_organization_list(JsonValue& list_out) {
+int get_organization_list(JsonValue& list_out) try {
     std::string response;
     if (const int result = fetch_organizations(response); result != NO_ERROR) return result;
     const JsonOwner root = parse_or_log(response, kNoJson);
@@ -142,9 +144,11 @@ int get_organization_list(JsonValue& list_out) {
     list_out = list.release();
     HARBEXLOG(HARBEXLOG_INFO, "Organization list fetched and parsed successfully\n");
     return NO_ERROR;
+} catch (...) {
+    return short_of_memory();
 }
 
-int account_center_api_me(std::string& response) {
+int account_center_api_me(std::string& response) try {
     std::string token;
     if (get_cloudtoken(token) != NO_ERROR) return fail(ERR_CMD_FAILED, "Failed to get cloud token");
     HARBEXLOG(HARBEXLOG_INFO, "vellumToken: %s\n", token.c_str());
@@ -170,9 +174,11 @@ int account_center_api_me(std::string& response) {
     }
     HARBEXLOG(HARBEXLOG_ERROR, "CURL error: %s\n", system::transfer_result_text(result));
     return ERR_CURL_FAIL;
+} catch (...) {
+    return short_of_memory();
 }
 
-int set_corvane_bid_conf() {
+int set_corvane_bid_conf() try {
     std::string response;
     if (const int result = account_center_api_me(response); result != NO_ERROR) {
         return fail(result, "Failed to call account center api /v1.1/me");
@@ -191,9 +197,11 @@ int set_corvane_bid_conf() {
     int result = write_setting(kBidDisplayName, display_name, "Failed to set display_name");
     if (result == NO_ERROR) result = write_setting(kBidEmails, email, "Failed to set email");
     return result == NO_ERROR ? write_setting(kBidRegion, site, "Failed to set site") : result;
+} catch (...) {
+    return short_of_memory();
 }
 
-int get_contact_email(std::string& email) {
+int get_contact_email(std::string& email) try {
     constexpr const char* kNotRead = "Failed to run getcfg_wrapper command";
     std::string stored;
     if (read_setting(kBidEmails, stored, kNotRead) != NO_ERROR || stored.empty()) {
@@ -205,9 +213,11 @@ int get_contact_email(std::string& email) {
     }
     email = stored;
     return NO_ERROR;
+} catch (...) {
+    return short_of_memory(ERR_CMD_FAILED);
 }
 
-int set_site_id(const std::string& org_id) {
+int set_site_id(const std::string& org_id) try {
     std::string token;
     if (get_cloudtoken(token) != NO_ERROR) return fail(ERR_CORVANE_GETCLOUDTOKEN, "Failed to get vellum token");
     HARBEXLOG(HARBEXLOG_ERROR, "orgId: %s, vellumToken: %s\n", org_id.c_str(), token.c_str());
@@ -218,6 +228,8 @@ int set_site_id(const std::string& org_id) {
     std::string site_id;
     if (const int result = read_site_id(output, site_id); result != NO_ERROR) return result;
     return write_setting(kSiteId, site_id, "Failed to set site id");
+} catch (...) {
+    return short_of_memory();
 }
 
 }  // namespace harbex::corvane

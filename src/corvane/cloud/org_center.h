@@ -1,6 +1,7 @@
 // The user's organisations, account and region, from the cloud's organisation and account centre, and the settings
-// that follow from them. Each cloud request blocks for up to 10 s, the token before it for up to 60 s. Nothing is
-// stored after a failed step, and nothing stored before it is taken back.
+// that follow from them. Published. Each cloud request blocks for up to 10 s, the token before it for up to 60 s.
+// Nothing is stored after a failed step, and nothing stored before it is taken back. Each function returns
+// ERR_NO_MEMORY, too, but for get_contact_email.
 #pragma once
 
 #include <string>

@@ -86,7 +86,7 @@ int read_location(const std::string& output, std::string& latitude, std::string&
 
 }  // namespace
 
-int join_corvane_precheck(JsonValue& result) {
+int join_corvane_precheck(JsonValue& result) try {
     const std::string gateway = get_gateway_interface_name();
     HARBEXLOG(HARBEXLOG_INFO, "gateway_ifname: %s\n", gateway.c_str());
     const bool reaches_internet = bsh_check_access_internet(gateway) == NO_ERROR;
@@ -102,9 +102,11 @@ int join_corvane_precheck(JsonValue& result) {
     result["bid_exist"] = bid_exists;
     result["l2tp_status"] = l2tp == "TRUE" ? "enabled" : "disabled";
     return NO_ERROR;
+} catch (...) {
+    return short_of_memory(NO_ERROR);
 }
 
-int get_geo_info(std::string& latitude, std::string& longitude, std::string& country, std::string& real_wan_ip) {
+int get_geo_info(std::string& latitude, std::string& longitude, std::string& country, std::string& real_wan_ip) try {
     std::string address;
     if (get_real_wan_ip(address) != NO_ERROR) return fail(ERR_CMD_FAILED, "Failed to get real wan ip");
     real_wan_ip = address;
@@ -115,6 +117,8 @@ int get_geo_info(std::string& latitude, std::string& longitude, std::string& cou
     HARBEXLOG(HARBEXLOG_INFO, "ret %d, output: %s\n", ran, output.c_str());
     if (ran != 0) return ERR_CMD_FAILED;
     return read_location(output, latitude, longitude, country);
+} catch (...) {
+    return short_of_memory(ERR_CMD_FAILED);
 }
 
 }  // namespace harbex::corvane

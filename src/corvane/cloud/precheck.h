@@ -1,4 +1,4 @@
-// Whether this NAS is ready to join an organisation, and where it stands.
+// Whether this NAS is ready to join an organisation, and where it stands. Published.
 #pragma once
 
 #include <string>

@@ -33,7 +33,7 @@ int take_groups(const std::string& reply, JsonValue& result) {
 
 }  // namespace
 
-int get_region_list(JsonValue& result, const std::string& org_id) {
+int get_region_list(JsonValue& result, const std::string& org_id) try {
     if (invalidate_corvanetoken() != NO_ERROR) return ERR_SAVE_FILE;
     HARBEXLOG(HARBEXLOG_INFO, "get corvane token for orgId: %s\n", org_id.c_str());
     std::string token;
@@ -44,6 +44,8 @@ int get_region_list(JsonValue& result, const std::string& org_id) {
         return fail(ERR_CORVANEAPI_VPN_GROUPS, "Failed to call corvane api vpn groups");
     }
     return take_groups(reply, result);
+} catch (...) {
+    return short_of_memory();
 }
 
 }  // namespace harbex::corvane

@@ -135,7 +135,7 @@ int configure_agent(const Enrolment& enrolment) {
 
 }  // namespace
 
-int device_register(JsonValue& result) {
+int device_register(JsonValue& result) try {
     Enrolment enrolment;
     if (const int code = log_in(enrolment); code != NO_ERROR) return code;
     if (const int code = choose_region(enrolment); code != NO_ERROR) return code;
@@ -149,10 +149,12 @@ int device_register(JsonValue& result) {
         HARBEXLOG(HARBEXLOG_ERROR, "Failed to set bid_token_status to '%s'\n", kAlreadyJoined);
     }
     return marked;
+} catch (...) {
+    return short_of_memory();
 }
 
 int parse_api_edge(const std::string& reply, std::string& device_id, std::string& corvane_token,
-                   std::string& serial_number) {
+                   std::string& serial_number) try {
     HARBEXLOG(HARBEXLOG_INFO, "[parse_api_edge] start\n");
     const JsonOwner root(json_loadb(reply.data(), reply.size(), 0, nullptr));
     if (!json_is_object(root.get())) return fail(ERR_WRONG_JSON_FORMAT, "Failed to parse JSON response");
@@ -177,9 +179,11 @@ int parse_api_edge(const std::string& reply, std::string& device_id, std::string
               "[parse_api_edge] Device ID: %s, Corvane Token: %s, Serial Number: %s, Virtual IP: %s\n",
               device_id.c_str(), corvane_token.c_str(), serial_number.c_str(), virtual_ip.c_str());
     return NO_ERROR;
+} catch (...) {
+    return short_of_memory();
 }
 
-int resolve_auto_region(const std::string& groups_reply) {
+int resolve_auto_region(const std::string& groups_reply) try {
     std::string region;
     if (get_region_id(region) != NO_ERROR || region != kAutoRegion) return NO_ERROR;
     json_error_t error{};
@@ -198,22 +202,31 @@ int resolve_auto_region(const std::string& groups_reply) {
         HARBEXLOG(HARBEXLOG_INFO, "[resolve_auto_region] No hub found, resolving to supernode\n");
     }
     return write_setting(kRegionId, region, "[resolve_auto_region] Failed to set region id");
+} catch (...) {
+    return short_of_memory();
 }
 
-int corvane_api_vpn_groups(const std::string& corvane_token, std::string& reply) {
+int corvane_api_vpn_groups(const std::string& corvane_token, std::string& reply) try {
     const int result = get_document("/corvane/bthings/api/v1/vpn_topology", "Buser " + corvane_token, reply);
     if (result == NO_ERROR) HARBEXLOG(HARBEXLOG_INFO, "reply_vpn_groups: %s\n", reply.c_str());
     return result;
+} catch (...) {
+    return short_of_memory();
 }
 
-int corvane_api_devices(const std::string& device_id, const std::string& corvane_token) {
+int corvane_api_devices(const std::string& device_id, const std::string& corvane_token) try {
     std::string dropped;
     return get_document("/cvnms/bthings/api/v1/devices/" + device_id, corvane_token, dropped);
+} catch (...) {
+    return short_of_memory();
 }
 
-int corvane_api_devices_cloudagent_cfg(std::string device_id, const std::string& corvane_token, std::string& reply) {
+int corvane_api_devices_cloudagent_cfg(std::string device_id, const std::string& corvane_token,
+                                       std::string& reply) try {
     return get_document("/cvnms/bthings/api/v1/devices/" + device_id + "/cloudagent_cfg?format=json", corvane_token,
                         reply);
+} catch (...) {
+    return short_of_memory();
 }
 
 }  // namespace harbex::corvane

@@ -1,4 +1,5 @@
-// Enrols this NAS as an edge device of the user's organisation. Each cloud request blocks for up to 10 s.
+// Enrols this NAS as an edge device of the user's organisation. Published. Each cloud request blocks for up to 10 s;
+// each function returns ERR_NO_MEMORY, too.
 #pragma once
 
 #include <string>
@@ -26,10 +27,12 @@ namespace harbex::corvane {
 // ERR_CMD_FAILED when the region cannot be stored.
 [[nodiscard]] int resolve_auto_region(const std::string& groups_reply);
 
-// GET of the VPN topology, the device's record (its body is dropped) and the device's agent configuration. NO_ERROR,
-// ERR_HTTP_ERROR or libcurl's own code; `reply` takes what came.
+// GET of the VPN topology, appended to `reply`. NO_ERROR, ERR_HTTP_ERROR or libcurl's own code; `reply` takes what
+// came.
 [[nodiscard]] int corvane_api_vpn_groups(const std::string& corvane_token, std::string& reply);
+// GET of the device's record, whose text is dropped. NO_ERROR, ERR_HTTP_ERROR or libcurl's own code.
 [[nodiscard]] int corvane_api_devices(const std::string& device_id, const std::string& corvane_token);
+// GET of the device's agent configuration, appended to `reply`. Results as those of corvane_api_vpn_groups.
 [[nodiscard]] int corvane_api_devices_cloudagent_cfg(std::string device_id, const std::string& corvane_token,
                                                      std::string& reply);
 

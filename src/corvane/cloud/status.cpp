@@ -5,6 +5,7 @@
 
 #include "common/error_code.h"
 #include "corvane/device/edge_daemon.h"
+#include "corvane/device/failure.h"
 #include "corvane/device/gateway.h"
 #include "corvane/device/settings.h"
 
@@ -70,7 +71,7 @@ void set_text(Status& status, const char* member, const char* key) {
 
 }  // namespace
 
-int get_corvane_status(JsonValue& out) {
+int get_corvane_status(JsonValue& out) try {
     Status status(out);
     if (check_device(out) != NO_ERROR) status.set("is_on_corvane", 0, false);
     set_text(status, "org_name", kOrgName.key);
@@ -92,6 +93,8 @@ int get_corvane_status(JsonValue& out) {
     status.set_gateway(gateway, get_gateway_ip());
     status.finish();
     return NO_ERROR;
+} catch (...) {
+    return short_of_memory();
 }
 
 }  // namespace harbex::corvane

@@ -1,4 +1,4 @@
-// One document for a status page.
+// One document for a status page. The library's own.
 #pragma once
 
 #include "common/json.h"
@@ -9,7 +9,7 @@ namespace harbex::corvane {
 // "router" and "supernode": {"name", "ip": texts, "ipsec_status": 0 none, 1 all, 2 some tunnels up}, "gateway":
 // {"ifname", "ip": texts}, "unavailable": [names of the members of which a part could not be had]}; such a part holds
 // its empty value.
-// Blocks for up to five bus calls of 60 s each. Always NO_ERROR.
-int get_corvane_status(JsonValue& out);
+// Blocks for up to five bus calls of 60 s each. NO_ERROR or ERR_NO_MEMORY.
+[[nodiscard]] int get_corvane_status(JsonValue& out);
 
 }  // namespace harbex::corvane

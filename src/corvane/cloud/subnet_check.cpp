@@ -56,7 +56,7 @@ int take_suggestion(const std::string& response, std::string& virtual_ip) {
 
 }  // namespace
 
-int corvane_api_ip_subnet_check(std::string& virtual_ip) {
+int corvane_api_ip_subnet_check(std::string& virtual_ip) try {
     HARBEXLOG(HARBEXLOG_INFO, "corvane_api_ip_subnet_check start\n");
     std::string token;
     if (get_corvanetoken_wrapper(token) != NO_ERROR)
@@ -93,6 +93,8 @@ int corvane_api_ip_subnet_check(std::string& virtual_ip) {
     HARBEXLOG(HARBEXLOG_ERROR, "Failed to call corvane api ip_subnet_check, response: %s, error: %d\n",
               response.c_str(), result);
     return result;
+} catch (...) {
+    return short_of_memory();
 }
 
 }  // namespace harbex::corvane

@@ -51,7 +51,7 @@ int take_array(const BusQuery& query, const char* complaint, JsonValue& result, 
 
 }  // namespace
 
-int bsh_get_supernode_remaining(JsonValue& result) {
+int bsh_get_supernode_remaining(JsonValue& result) try {
     const BusAnswer answer = query_service(kRemaining);
     if (!answer.document) return ERR_CMD_FAILED;
     const json_t* data = json_object_get(answer.document.get(), "data");
@@ -74,29 +74,37 @@ int bsh_get_supernode_remaining(JsonValue& result) {
     result["expired_date"] = number(renewal);
     result["last_billing_date"] = number(last_billing);
     return NO_ERROR;
+} catch (...) {
+    return short_of_memory();
 }
 
-int bsh_get_supernode_devices(JsonValue& result) {
+int bsh_get_supernode_devices(JsonValue& result) try {
     size_t count = 0;
     return take_array(kDevices, "GetSupernodeDevices output missing 'data' array", result, count);
+} catch (...) {
+    return short_of_memory();
 }
 
-int bsh_supernode_recent_billing_daily_traffic(JsonValue& result) {
+int bsh_supernode_recent_billing_daily_traffic(JsonValue& result) try {
     size_t count = 0;
     const int code =
         take_array(kTraffic, "SupernodeRecentBillingDailyTraffic output missing 'data' array", result, count);
     if (code == NO_ERROR)
         HARBEXLOG(HARBEXLOG_INFO, "SupernodeRecentBillingDailyTraffic returned %zu records\n", count);
     return code;
+} catch (...) {
+    return short_of_memory();
 }
 
-int bsh_get_device_token(std::string& token) {
+int bsh_get_device_token(std::string& token) try {
     const BusAnswer answer = query_service(kDeviceToken);
     if (!answer.document) return ERR_CMD_FAILED;
     if (!take_text(json_object_get(answer.document.get(), "data"), token))
         return fail(ERR_WRONG_JSON_FORMAT, "GetDeviceToken output missing 'data' string");
     HARBEXLOG(HARBEXLOG_INFO, "device_token: %s\n", token.c_str());
     return NO_ERROR;
+} catch (...) {
+    return short_of_memory();
 }
 
 }  // namespace harbex::corvane

@@ -13,7 +13,7 @@
 namespace harbex::corvane {
 
 int corvane_api_device_unregister(const std::string& device_id, const std::string& corvane_token,
-                                  const std::string& vellum_token, std::string& reply) {
+                                  const std::string& vellum_token, std::string& reply) try {
     const system::RestRequest request{
         .method = system::HttpMethod::kDelete,
         .url = get_corvane_api_url("/cvnms/bthings/api/v1/devices/" + device_id),
@@ -30,9 +30,11 @@ int corvane_api_device_unregister(const std::string& device_id, const std::strin
     if (result != NO_ERROR) return fail(result, "Failed to unregister device");
     HARBEXLOG(HARBEXLOG_INFO, "Unregister device response: %s\n", reply.c_str());
     return NO_ERROR;
+} catch (...) {
+    return short_of_memory();
 }
 
-int device_unregister(JsonValue& result) {
+int device_unregister(JsonValue& result) try {
     HARBEXLOG(HARBEXLOG_DEBUG, "device_unregister\n");
     std::string vellum_token;
     if (get_cloudtoken(vellum_token) != NO_ERROR)
@@ -57,6 +59,8 @@ int device_unregister(JsonValue& result) {
         HARBEXLOG(HARBEXLOG_ERROR, "Failed to clear bid_token_status\n");
     }
     return NO_ERROR;
+} catch (...) {
+    return short_of_memory();
 }
 
 }  // namespace harbex::corvane

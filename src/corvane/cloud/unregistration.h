@@ -1,4 +1,4 @@
-// Takes this NAS out of its organisation.
+// Takes this NAS out of its organisation. Published. Both functions return ERR_NO_MEMORY, too.
 #pragma once
 
 #include <string>

@@ -81,7 +81,7 @@ int link_configuration(const std::string& link) {
 
 }  // namespace
 
-int write_corvane_api_devices_cloudagent_cfg(const std::string& response) {
+int write_corvane_api_devices_cloudagent_cfg(const std::string& response) try {
     HARBEXLOG(HARBEXLOG_INFO, "readBuffer_cloudagent_cfg %s\n", response.c_str());
     std::string configuration;
     if (const int result = read_configuration(response, configuration); result != NO_ERROR) return result;
@@ -91,9 +91,11 @@ int write_corvane_api_devices_cloudagent_cfg(const std::string& response) {
     HARBEXLOG(HARBEXLOG_INFO, "cloudagent_cfg_path: %s\n", link.c_str());
     if (const int result = write_persistent_configuration(configuration); result != NO_ERROR) return result;
     return link_configuration(link);
+} catch (...) {
+    return short_of_memory();
 }
 
-int set_site_use_by_cloudagent() {
+int set_site_use_by_cloudagent() try {
     std::string path;
     if (get_install_path(path) != NO_ERROR) return ERR_CMD_FAILED;
     std::string site;
@@ -101,6 +103,8 @@ int set_site_use_by_cloudagent() {
     if (site == kDevelopmentClusterSite) site = "dev";
     if (replace_file(path + "/etc/system/system_setting.json", "{\"site\": \"" + site + "\"}")) return NO_ERROR;
     return fail(ERR_SAVE_FILE, "Failed to save install_path/etc/system/system_setting.json");
+} catch (...) {
+    return short_of_memory();
 }
 
 }  // namespace harbex::corvane

@@ -1,4 +1,5 @@
-// The files the cloud agent reads. Published through corvane/device/agent.h.
+// The files the cloud agent reads. Published through corvane/device/agent.h. Both functions return ERR_NO_MEMORY,
+// too.
 #pragma once
 
 #include <string>

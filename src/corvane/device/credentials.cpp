@@ -21,11 +21,13 @@ std::string get_provider() {
     return deobfuscate(kProviderTable, sizeof kProviderTable, kCredentialsKey);
 }
 
-std::string deobfuscate(const unsigned char* table, size_t length, unsigned char key) {
+std::string deobfuscate(const unsigned char* table, size_t length, unsigned char key) try {
     std::string text(length, '\0');
     for (size_t i = 0; i < length; ++i)
         text[i] = static_cast<char>(table[i] ^ (i & 0xFFU) ^ key);
     return text;
+} catch (...) {
+    return {};  // no memory; not logged: this file depends on nothing
 }
 
 }  // namespace harbex::corvane

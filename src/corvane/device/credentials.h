@@ -1,4 +1,5 @@
 // What identifies the application to the cloud. The values are build-time data, kept scrambled in the program.
+// Published through corvane/device/settings.h. Without memory the texts are empty.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// Addresses of the development cluster, which the site "sy" uses beside its API host.
+// Addresses of the development cluster, which the site "sy" uses beside its API host. The library's own.
 #pragma once
 
 namespace harbex::corvane {

@@ -46,7 +46,7 @@ int bsh_get_cloud_status() {
 }
 
 int bsh_get_hubinfo(std::string& router_name, std::string& router_ip, std::string& supernode_name,
-                    std::string& supernode_ip) {
+                    std::string& supernode_ip) try {
     std::string token;
     if (get_bdevice_token(token) != NO_ERROR) return fail(ERR_CMD_FAILED, "Failed to get bdevice_token");
     const JsonOwner arguments(json_pack("{s:s}", "bdevice_token", token.c_str()));
@@ -66,6 +66,8 @@ int bsh_get_hubinfo(std::string& router_name, std::string& router_ip, std::strin
     (void)take_text(json_object_get(supernode, "device_name"), supernode_name);
     (void)take_text(json_object_get(supernode, "public_ip"), supernode_ip);
     return NO_ERROR;
+} catch (...) {
+    return short_of_memory(ERR_CMD_FAILED);
 }
 
 int bsh_get_ipsec_status(int& router_status, int& supernode_status) {

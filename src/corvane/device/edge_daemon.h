@@ -12,10 +12,10 @@
 
 namespace harbex::corvane {
 
-// The daemon's cloud status number, passed on as it is. The second form gives 0 on any failure, the first tells it
-// apart: NO_ERROR, or ERR_CMD_FAILED with `status` untouched.
-[[nodiscard]] int get_cloud_status(int& status);
+// The daemon's cloud status number, passed on as it is; 0 on any failure.
 int bsh_get_cloud_status();
+// The same number, failure told apart: NO_ERROR, or ERR_CMD_FAILED with `status` untouched.
+[[nodiscard]] int get_cloud_status(int& status);
 
 // Names and public addresses of hub and super node; what the daemon does not know leaves its text untouched. NO_ERROR
 // or ERR_CMD_FAILED.

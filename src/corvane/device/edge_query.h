@@ -1,4 +1,4 @@
-// The queries of the edge daemon.
+// The queries of the edge daemon. The library's own.
 #pragma once
 
 #include "common/service_names.h"

@@ -10,12 +10,13 @@ namespace harbex::corvane {
 inline constexpr const char kExpressScript[] = "/etc/init.d/corvane_express.sh";
 inline constexpr const char kAgentScript[] = "/etc/init.d/corvane_cloudagent.sh";
 
-// Run an init script with one argument. The agent's always sees the current site: its site file is written first.
-// NO_ERROR, or the runner's non-zero result.
+// Runs the edge daemon's script with one argument. NO_ERROR, the runner's non-zero result, or ERR_NO_MEMORY.
 [[nodiscard]] int invoke_corvane_express(const std::string& arg);
+// Runs the cloud agent's script with one argument. The agent always sees the current site: its site file is written
+// first. NO_ERROR, the runner's non-zero result, or ERR_NO_MEMORY.
 [[nodiscard]] int invoke_cloudagent(const std::string& arg);
 
-// NO_ERROR or ERR_CMD_FAILED.
+// Has the cloud agent's script remove its configuration. NO_ERROR or ERR_CMD_FAILED.
 [[nodiscard]] int remove_corvane_configs();
 // Takes the edge down step by step, whatever each step gives. Always NO_ERROR.
 int stop_corvane_services();

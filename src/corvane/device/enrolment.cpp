@@ -10,7 +10,7 @@
 
 namespace harbex::corvane {
 
-int get_bdevice_token(std::string& token) {
+int get_bdevice_token(std::string& token) try {
     std::string install_path;
     if (get_install_path(install_path) != NO_ERROR) return fail(ERR_CMD_FAILED, "Failed to get harbex install path");
     const std::string file = install_path + kAgentConfiguration;
@@ -23,14 +23,18 @@ int get_bdevice_token(std::string& token) {
     if (first == std::string::npos) return fail(ERR_CMD_FAILED, "bdevice_token is empty");
     token = value.substr(first, value.find_last_not_of('"') - first + 1);
     return NO_ERROR;
+} catch (...) {
+    return short_of_memory(ERR_CMD_FAILED);
 }
 
-int check_device(JsonValue& out) {
+int check_device(JsonValue& out) try {
     std::string path;
     const int result = get_install_path(path);
     if (result != NO_ERROR) return result;
     out["is_on_corvane"] = std::ifstream(path + kAgentConfiguration).is_open() ? 1 : 0;
     return NO_ERROR;
+} catch (...) {
+    return short_of_memory();
 }
 
 }  // namespace harbex::corvane

@@ -12,7 +12,7 @@ namespace harbex::corvane {
 [[nodiscard]] int get_bdevice_token(std::string& token);
 
 // Sets out["is_on_corvane"] to 1 when the cloud agent has its configuration, else to 0. Returns what get_install_path
-// returns; when that fails the member is not set.
+// returns; when that fails the member is not set. ERR_NO_MEMORY.
 [[nodiscard]] int check_device(JsonValue& out);
 
 }  // namespace harbex::corvane

@@ -4,6 +4,7 @@
 
 #include <string_view>
 
+#include "common/error_code.h"
 #include "common/json_owner.h"
 #include "common/trace_log.h"
 
@@ -31,6 +32,16 @@ inline int fail(int code, const char* words, const CallSite& site = CallSite::he
 [[nodiscard]] inline JsonOwner parse_or_log(std::string_view text, const char* words,
                                             const CallSite& site = CallSite::here()) {
     return parse_json(text, [&](const char* why) { log_at(site, HARBEXLOG_ERROR, words, why); });
+}
+
+// The rule for short memory: a published function of the SD-WAN library, and what the library's own interface offers
+// to the daemon and the tools, lets nothing out. Each that needs memory is a function-try-block whose handler returns
+// this: one ERROR line, and ERR_NO_MEMORY, or where a contract leaves no room for it the failure it names, or an
+// empty text. Nothing else is thrown in the library. What was stored before stays; outputs may be filled in part.
+template <typename Result = int>
+[[nodiscard]] Result short_of_memory(Result result = ERR_NO_MEMORY, const CallSite& site = CallSite::here()) {
+    log_at(site, HARBEXLOG_ERROR, "Out of memory");
+    return result;
 }
 
 }  // namespace harbex::corvane

@@ -20,7 +20,7 @@ bool is_refused(const char* value) {
 
 }  // namespace
 
-int feature_tour_show(JsonValue& out) {
+int feature_tour_show(JsonValue& out) try {
     std::string intro;
     std::string tip;
     (void)read_setting(kFeatureIntro, intro);  // cannot fail: the defaults are not empty
@@ -28,9 +28,11 @@ int feature_tour_show(JsonValue& out) {
     out["feature_intro"] = intro == "true";
     out["feature_tip"] = tip == "true";
     return NO_ERROR;
+} catch (...) {
+    return short_of_memory(NO_ERROR);
 }
 
-int feature_tour_set(const char* intro, const char* tip) {
+int feature_tour_set(const char* intro, const char* tip) try {
     if (intro == nullptr) intro = "";
     if (tip == nullptr) tip = "";
     if (is_refused(intro)) return fail(ERR_UNKNOWN_OPTION, "Wrong feature intro");
@@ -39,6 +41,8 @@ int feature_tour_set(const char* intro, const char* tip) {
     const bool written = write_setting(kFeatureIntro, intro, kNotWritten) == NO_ERROR &&
                          write_setting(kFeatureTip, tip, kNotWritten) == NO_ERROR;
     return written ? NO_ERROR : ERR_NO_TYPE;
+} catch (...) {
+    return short_of_memory(ERR_NO_TYPE);
 }
 
 }  // namespace harbex::corvane

@@ -18,6 +18,7 @@
 #include "common/service_names.h"
 #include "common/trace_log.h"
 #include "corvane/device/bus_query.h"
+#include "corvane/device/failure.h"
 #include "corvane/device/settings.h"
 
 namespace harbex::corvane {
@@ -49,16 +50,18 @@ const json_t* first_gateway(const json_t* reply) {
 
 }  // namespace
 
-std::string get_ethernet_loc(const std::string& physical_loc) {
+std::string get_ethernet_loc(const std::string& physical_loc) try {
     constexpr std::string_view kDigits = "0123456789";
     const size_t last = physical_loc.find_last_of(kDigits);
     if (last == std::string::npos) return physical_loc;
     const size_t before = physical_loc.find_last_not_of(kDigits, last);
     const size_t first = before == std::string::npos ? 0 : before + 1;
     return physical_loc.substr(first, last - first + 1);
+} catch (...) {
+    return short_of_memory(std::string());
 }
 
-int get_eth0_mac(std::string& mac) {
+int get_eth0_mac(std::string& mac) try {
     const system::FileDescriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     if (!socket.is_open()) {
         HARBEXLOG(HARBEXLOG_ERROR, "Failed to create socket\n");
@@ -78,42 +81,50 @@ int get_eth0_mac(std::string& mac) {
     HARBEXLOG(HARBEXLOG_INFO, "eth0_mac: %s\n", text);
     mac = text;
     return NO_ERROR;
+} catch (...) {
+    return short_of_memory(ERR_CMD_FAILED);
 }
 
 int maskToCIDR(const std::string& mask) {
     int bits = 0;
     for (size_t start = 0; start <= mask.size();) {
         const size_t end = std::min(mask.find('.', start), mask.size());
-        const long long piece = std::strtoll(mask.substr(start, end - start).c_str(), nullptr, 10);
+        const long long piece = std::strtoll(mask.c_str() + start, nullptr, 10);
         bits += std::popcount(static_cast<uint8_t>(piece));
         start = end + 1;
     }
     return bits;
 }
 
-std::string get_gateway_ip() {
+std::string get_gateway_ip() try {
     const BusAnswer answer = query_service(kGatewayQuery);
     if (!answer.document) return {};
     const json_t* gateway = first_gateway(answer.document.get());
     if (gateway == nullptr) return {};
     const json_t* addresses = json_object_get(json_object_get(gateway, "status"), "IPv4");
     return text_or_log(json_object_get(json_array_get(addresses, 0), "ip"), "Failed to get ip");
+} catch (...) {
+    return short_of_memory(std::string());
 }
 
-std::string get_gateway_interface_name() {
+std::string get_gateway_interface_name() try {
     const BusAnswer answer = query_service(kGatewayQuery);
     if (!answer.document) return {};
     const json_t* gateway = first_gateway(answer.document.get());
     if (gateway == nullptr) return {};
     return text_or_log(json_object_get(gateway, "ifname"), "Failed to get interface_name");
+} catch (...) {
+    return short_of_memory(std::string());
 }
 
-std::string get_gateway_display_name() {
+std::string get_gateway_display_name() try {
     const BusAnswer answer = query_service(kGatewayQuery);
     if (!answer.document) return {};
     const json_t* gateway = json_array_get(json_object_get(answer.document.get(), "data"), 0);
     return text_or_log(json_object_get(json_object_get(gateway, "status"), "display_name"),
                        "Failed to get display_name");
+} catch (...) {
+    return short_of_memory(std::string());
 }
 
 int set_corvane_express_cfg() {

@@ -1,5 +1,5 @@
 // The NAS's own network attachment: the first port's hardware address, the default gateway, and the routing tables of
-// the edge.
+// the edge. Published.
 #pragma once
 
 #include <string>
@@ -15,10 +15,12 @@ std::string get_ethernet_loc(const std::string& physical_loc);
 // The number of set bits of a dotted mask, counted piece by piece in the low 8 bits of each; nothing is validated.
 int maskToCIDR(const std::string& mask);
 
-// Of the network manager's first default gateway; "" when unknown, which is logged. Each asks afresh and blocks for
-// up to 60 s.
+// The address of the network manager's first default gateway; "" when unknown, which is logged. Blocks for up to 60
+// s.
 std::string get_gateway_ip();
+// The interface that gateway is reached through, "eth0". Failure and time as with get_gateway_ip.
 std::string get_gateway_interface_name();
+// The name the NAS's user knows that interface by. Failure and time as with get_gateway_ip.
 std::string get_gateway_display_name();
 
 // Stores the policy-routing tables that the edge daemon is to use. NO_ERROR or ERR_CMD_FAILED.

@@ -4,6 +4,7 @@
 
 #include "common/error_code.h"
 #include "common/trace_log.h"
+#include "corvane/device/failure.h"
 #include "corvane/device/settings.h"
 
 namespace harbex::corvane {
@@ -58,7 +59,7 @@ int read_agent_value(const char* key, std::string& value) {
 
 }  // namespace
 
-int get_nas_model_name(std::string& name) {
+int get_nas_model_name(std::string& name) try {
     if (read_setting(kModelName, name) == NO_ERROR && !name.empty()) return NO_ERROR;
     std::ifstream file;
     if (!open_text(kPlatformConf, file)) return ERR_CMD_FAILED;
@@ -69,36 +70,46 @@ int get_nas_model_name(std::string& name) {
         return NO_ERROR;
     }
     return ERR_CMD_FAILED;
+} catch (...) {
+    return short_of_memory(ERR_CMD_FAILED);
 }
 
-int get_host_name(std::string& name) {
+int get_host_name(std::string& name) try {
     return read_first_line("/etc/hostname", name) ? NO_ERROR : ERR_CMD_FAILED;
+} catch (...) {
+    return short_of_memory(ERR_CMD_FAILED);
 }
 
 int get_contact(std::string& contact) {
     return read_setting(kBidDisplayName, contact, "Failed to run getcfg_wrapper command");
 }
 
-int get_device_token(std::string& token) {
+int get_device_token(std::string& token) try {
     std::string value;
     const int result = read_agent_value(kAgentTokenKey, value);
     if (result != NO_ERROR) return result;
     HARBEXLOG(HARBEXLOG_INFO, "device_token: %s\n", value.c_str());
     token = value;
     return NO_ERROR;
+} catch (...) {
+    return short_of_memory(ERR_CMD_FAILED);
 }
 
-std::string get_device_id() {
+std::string get_device_id() try {
     std::string id;
     if (read_agent_value(kAgentIdKey, id) != NO_ERROR) return {};
     HARBEXLOG(HARBEXLOG_INFO, "device_id: %s\n", id.c_str());
     return id;
+} catch (...) {
+    return short_of_memory(std::string());
 }
 
-std::string get_timezone() {
+std::string get_timezone() try {
     std::string line;
     (void)read_first_line("/etc/config/TZ", line);
     return line;
+} catch (...) {
+    return short_of_memory(std::string());
 }
 
 }  // namespace harbex::corvane

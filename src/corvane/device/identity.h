@@ -1,4 +1,4 @@
-// What the NAS says about itself when it enrols, each read from the NAS's own files.
+// What the NAS says about itself when it enrols, each read from the NAS's own files. Published.
 #pragma once
 
 #include <string>

@@ -20,7 +20,7 @@ void strip_end(std::string& text) {
 
 }  // namespace
 
-int kernel_module_exists(const std::string& name, bool& exists) {
+int kernel_module_exists(const std::string& name, bool& exists) try {
     exists = false;
     if (name.find("..") != std::string::npos) {
         HARBEXLOG(HARBEXLOG_ERROR, "Invalid module name: %s, module name should not contain '..'\n", name.c_str());
@@ -34,19 +34,27 @@ int kernel_module_exists(const std::string& name, bool& exists) {
     struct stat status {};
     exists = stat((std::string("/lib/modules/") + kernel.release + "/" + name).c_str(), &status) == 0;
     return NO_ERROR;
+} catch (...) {
+    return short_of_memory(ERR_CMD_FAILED);
 }
 
-int get_hwsn(std::string& serial) {
+int get_hwsn(std::string& serial) try {
     const int result = system::do_exec_safe({"/sbin/get_hwsn"}, serial);
     strip_end(serial);
     return result == 0 ? NO_ERROR : fail(result, "Failed to get hwsn");
+} catch (...) {
+    serial.clear();
+    return short_of_memory();
 }
 
-int get_real_wan_ip(std::string& ip) {
+int get_real_wan_ip(std::string& ip) try {
     const int result = system::do_exec_safe({"/usr/local/bin/vellum_cli", "-x", "13", "-e"}, ip);
     strip_end(ip);
     if (result != 0) HARBEXLOG(HARBEXLOG_ERROR, "ret %d, output: %s\n", result, ip.c_str());
     return result;
+} catch (...) {
+    ip.clear();
+    return short_of_memory();
 }
 
 }  // namespace harbex::corvane

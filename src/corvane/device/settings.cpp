@@ -2,6 +2,7 @@
 
 #include "common/config_store.h"
 #include "common/error_code.h"
+#include "corvane/device/failure.h"
 
 namespace harbex::corvane {
 namespace {
@@ -13,28 +14,28 @@ constexpr char kRegionNotSet[] = "Failed to set region id";
 
 constexpr char kDefaultDeveloperSite[] = "production";
 
-int failed(const char* words, const CallSite& site) {
-    if (words != nullptr) log_at(site, HARBEXLOG_ERROR, words);
-    return ERR_CMD_FAILED;
-}
-
 }  // namespace
 
-int read_setting(const Setting& setting, std::string& value, const char* failure, const CallSite& site) {
+int read_setting(const Setting& setting, std::string& value, const char* failure, const CallSite& site) try {
     const int result = system::getcfg_wrapper(setting.file, setting.section, setting.key, setting.fallback, value);
-    return result == NO_ERROR ? NO_ERROR : failed(failure, site);
+    return result == NO_ERROR ? NO_ERROR : fail(ERR_CMD_FAILED, failure, site);
+} catch (...) {
+    value.clear();
+    return fail(ERR_CMD_FAILED, failure, site);  // no memory
 }
 
-int write_setting(const Setting& setting, const std::string& value, const char* failure, const CallSite& site) {
+int write_setting(const Setting& setting, const std::string& value, const char* failure, const CallSite& site) try {
     const int result = system::setcfg_wrapper(setting.file, setting.section, setting.key, value);
-    return result == NO_ERROR ? NO_ERROR : failed(failure, site);
+    return result == NO_ERROR ? NO_ERROR : fail(ERR_CMD_FAILED, failure, site);
+} catch (...) {
+    return fail(ERR_CMD_FAILED, failure, site);  // no memory
 }
 
 int get_install_path(std::string& path) {
     return read_setting(kInstallPath, path, "Failed to get install path");
 }
 
-int get_zdevelop_site(std::string& site) {
+int get_zdevelop_site(std::string& site) try {
     std::string directory;
     const int result = read_setting(kDeveloperPackage, directory, "Failed to get bpkgDir");
     if (result != NO_ERROR) return result;
@@ -44,6 +45,8 @@ int get_zdevelop_site(std::string& site) {
     }
     const std::string file = directory + "/data/user.conf";
     return read_setting({file.c_str(), "SITE", "ENV", ""}, site, "Failed to get site");
+} catch (...) {
+    return short_of_memory(ERR_CMD_FAILED);
 }
 
 int get_corvane_site(std::string& site) {

@@ -48,7 +48,7 @@ int write_run_time_file(const std::string& text) {
 
 }  // namespace
 
-int parse_supernode(const std::string& json_text) {
+int parse_supernode(const std::string& json_text) try {
     const JsonOwner root = parse_or_log(json_text, "JSON parse error");
     if (!root) return ERR_WRONG_JSON_FORMAT;
     const json_t* data = json_object_get(root.get(), "data");
@@ -66,6 +66,8 @@ int parse_supernode(const std::string& json_text) {
     const int result = write_run_time_file(layout(data));
     if (result == NO_ERROR) HARBEXLOG(HARBEXLOG_INFO, "SuperNode configuration processed successfully\n");
     return result;
+} catch (...) {
+    return short_of_memory();
 }
 
 int modify_virtual_ip(const std::string& new_ip) {

@@ -1,4 +1,4 @@
-// The super node's tunnel parameters, and the change of the NAS's SD-WAN address.
+// The super node's tunnel parameters, and the change of the NAS's SD-WAN address. Published.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@ namespace harbex::corvane {
 
 // Turns the cloud's super-node record into the file the tunnel set-up reads. NO_ERROR; ERR_WRONG_JSON_FORMAT, with
 // nothing written, for a record that is not whole; ERR_SAVE_FILE when the file cannot be opened or written (it may
-// then be cut short).
+// then be cut short); ERR_NO_MEMORY.
 [[nodiscard]] int parse_supernode(const std::string& json_text);
 
 // Checks `new_ip` against the NAS's own networks, stores it and pushes it to the edge daemon; tells the notification
