@@ -135,9 +135,9 @@ const char* fill(int file, const OldFile& old, const std::string& text) {
     if (old.exists && !is_same_owner && fchown(file, old.status.st_uid, old.status.st_gid) != 0) {
         return "cannot keep its owner";
     }
-    // Always, whatever the umask; after the owner, whose change takes bits away.
-    if (fchmod(file, old.exists ? old.status.st_mode & 07777 : kModeOfNew) != 0) return "cannot set its mode";
     if (!nas::write_all(file, text)) return "cannot write the new file";
+    // Always, whatever the umask; last, since a change of owner and a write may take bits away.
+    if (fchmod(file, old.exists ? old.status.st_mode & 07777 : kModeOfNew) != 0) return "cannot set its mode";
     if (fsync(file) != 0) return "cannot sync the new file";
     return nullptr;
 }
