@@ -35,9 +35,16 @@ check NoSuchBuild 70 "$appliance" --build "$work/none" -- true
 check CloudFaultFromTheStart 0 enter --fault cloud:/v1.1/me=status:503,body:a=b -- bash -c '[ "$(fault)" = "cloud:/v1.1/me status:503,body:a=b" ]'
 check ArgumentsStayWhole 0 enter -- test 'a b$(c)' = 'a b$(c)'
 
+export https_proxy=http://127.0.0.1:9 SSLKEYLOGFILE=/tmp/keys LANG=de_DE.UTF-8 TERM=dumb ASAN_OPTIONS=verbosity=0
+check OnlyWhatIsMeantToGetsIn 0 enter -- bash -c '
+    [ "$(env -u PWD -u SHLVL -u _ | sed "s/=.*//" | sort | tr "\n" " ")" = "ASAN_OPTIONS HOME LC_ALL PATH TERM TSAN_OPTIONS UBSAN_OPTIONS " ] &&
+    export https_proxy && appliance-service start NetworkService &&
+    ! grep -z proxy "/proc/$(pgrep -x NetworkService)/environ"; status=$?; appliance-service stop NetworkService; exit $status'
+unset https_proxy SSLKEYLOGFILE LANG
+
 if [ -n "$in_place" ]; then
-    echo "[  SKIPPED ] launcher.Keep, launcher.NothingLeaks: no namespaces here"
-    skipped=2
+    echo "[  SKIPPED ] launcher.Keep, launcher.NothingLeaks, launcher.MachineAroundStaysItsOwn: no namespaces here"
+    skipped=3
 else
     keep_both() {
         enter --keep "$work/kept" -- bash -c 'setcfg S k kept -f /etc/config/vpn.conf && echo more >/var/tmp/note && touch /opt/harbex/note' &&
@@ -50,6 +57,23 @@ else
         [ ! -e "/tmp/$mark" ] && [ ! -e "/etc/config/$mark" ] && ! grep -q "$mark" /etc/hosts && ! pgrep -f 'sleep 987654'
     }
     check NothingLeaks 0 leave_nothing
+    # What is tried here does no harm where it succeeds.
+    spoil='
+        read -r pattern </proc/sys/kernel/core_pattern
+        spoiled() { echo "inside: $*"; exit 1; }
+        for place in /usr "$1" "$2"; do ! mount -o remount,rw,bind "$place" 2>/dev/null || spoiled "$place can be made writable"; done
+        umount /proc/sys 2>/dev/null; mount -o remount,rw,bind /proc/sys 2>/dev/null
+        ! echo "$pattern" 2>/dev/null >/proc/sys/kernel/core_pattern || spoiled "the kernel can be set"
+        ! mknod /tmp/disk b 7 255 2>/dev/null || spoiled "a device can be made"
+        for place in /usr "$1" "$2"; do ! touch "$place/launcher-test" 2>/dev/null || spoiled "$place is writable"; done
+        [ "$(stat -c %a /lib)" = 755 ] || spoiled "/lib is not for everybody"
+        [ -x "$1/appliance/appliance" ] || spoiled "the checkout is not there"'
+    if grep -q 'no user namespace' "$work/err"; then
+        echo "[  SKIPPED ] launcher.MachineAroundStaysItsOwn: no user namespace below bubblewrap's here"
+        skipped=1
+    else
+        check MachineAroundStaysItsOwn 0 enter -- bash -c "$spoil" spoil "$(readlink -f "${appliance%/*}/..")" "$(readlink -f "$build")"
+    fi
 fi
 
 # In the words of the other tests, so that whoever counts cases counts these, too.
