@@ -1,36 +1,35 @@
-// What a forked child does on its way to the program it becomes. Only async-signal-safe calls.
+// Programs as children of this process, started with fork because their surroundings are set before they run. The
+// library's own.
 #pragma once
 
-#include <fcntl.h>
-#include <signal.h>
-#include <sys/stat.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 namespace harbex::system {
 
-// A daemon holds its signals back and ignores SIGPIPE: its programs must not inherit that for good.
-inline void restore_signals() {
-    sigset_t none;
-    sigemptyset(&none);
-    (void)sigprocmask(SIG_SETMASK, &none, nullptr);
-    (void)signal(SIGPIPE, SIG_DFL);
-}
+struct ChildProgram {
+    char* const* argv;  // argv[0] is its path
+    // Sets what the program finds, in the child, once signals are as at login: only async-signal-safe calls. A false
+    // result ends the child.
+    bool (*prepare)(const ChildProgram& program);
+    int output = -1;  // for `prepare`
+    int (*execute)(const char* path,
+                   char* const argv[]) = ::execv;  // execvp: also what no kernel can run, by a shell
+};
 
-// Runs argv[0] in this process's place: standard streams on /dev/null, in "/", umask 0. Ends with 1 when it cannot.
-[[noreturn]] inline void become_program(char* const argv[]) {
-    // Not close-on-exec, and dup2 rather than close and dup: where the caller runs without standard streams, the
-    // descriptor may itself be one of the three.
-    const int null_device = ::open("/dev/null", O_WRONLY);  // NOLINT(android-cloexec-open)
-    if (null_device < 0) ::_exit(1);
-    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
-        if (fd != null_device && ::dup2(null_device, fd) < 0) ::_exit(1);
-    }
-    if (null_device > STDERR_FILENO) ::close(null_device);
-    restore_signals();
-    ::umask(0);
-    if (::chdir("/") != 0) ::_exit(1);
-    ::execv(argv[0], argv);
-    ::_exit(1);
-}
+// For `prepare`: the standard streams on /dev/null, in "/", umask 0.
+bool go_nowhere(const ChildProgram& program);
+
+// A child that becomes the program and ends with 1 when it cannot. Its pid, or -1.
+[[nodiscard]] pid_t start_program(const ChildProgram& program);
+// A child that ends at once, with 0 when the program was left behind as an orphan, else with 1. Its pid, or -1.
+[[nodiscard]] pid_t start_orphan(const ChildProgram& program);
+// What that child does: leaves the program behind and ENDS THIS PROCESS with 0, its streams unflushed. Returns only
+// when it could not fork.
+void leave_orphan(const ChildProgram& program);
+
+// Waits for the child's end. False when there is no such child; another thread may have taken its result.
+[[nodiscard]] bool wait_for_child(pid_t child, int& status);
+[[nodiscard]] bool exited_with_0(int status);
 
 }  // namespace harbex::system

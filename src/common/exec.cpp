@@ -2,9 +2,7 @@
 
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -18,18 +16,6 @@ namespace {
 
 constexpr int kDisappearRounds = 10;
 
-bool exited_with_0(int status) {
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
-
-pid_t wait_for(pid_t child, int& status) {
-    pid_t reaped = -1;
-    do {
-        reaped = ::waitpid(child, &status, 0);
-    } while (reaped < 0 && errno == EINTR);
-    return reaped;
-}
-
 void sleep_one_second() {
     std::this_thread::sleep_for(std::chrono::seconds(1));
 }
@@ -37,36 +23,26 @@ void sleep_one_second() {
 }  // namespace
 
 int avoid_zombie(char* const argv[]) {
-    const pid_t child = ::fork();
-    if (child < 0) return -1;
-    if (child > 0) ::_exit(0);
-    become_program(argv);
+    leave_orphan({argv, go_nowhere});
+    return -1;
 }
 
 int background(char* const argv[]) {
-    const pid_t child = ::fork();
+    const pid_t child = start_orphan({argv, go_nowhere});
     if (child < 0) return ERR_BACKGROUND_PROCESS;
-    if (child == 0) {
-        (void)avoid_zombie(argv);  // returns only when it failed
-        ::_exit(1);
-    }
     // The child is rarely gone by now, and then counts as started: callers rely on not being held up.
     int status = 0;
     const pid_t reaped = ::waitpid(0, &status, WNOHANG);
     const bool failed = reaped < 0 || (reaped > 0 && !exited_with_0(status));
-    if (reaped != child) {
-        int ignored = 0;
-        (void)wait_for(child, ignored);  // it only forks and exits: no zombie stays
-    }
+    // It only forks and exits: waited for, it leaves no zombie.
+    if (reaped != child) (void)wait_for_child(child, status);
     return failed ? ERR_BACKGROUND_PROCESS : NO_ERROR;
 }
 
 int foreground(char* const argv[]) {
-    const pid_t child = ::fork();
-    if (child < 0) return ERR_BACKGROUND_PROCESS;
-    if (child == 0) become_program(argv);
+    const pid_t child = start_program({argv, go_nowhere});
     int status = 0;
-    if (wait_for(child, status) < 0 || !exited_with_0(status)) return ERR_BACKGROUND_PROCESS;
+    if (child < 0 || !wait_for_child(child, status) || !exited_with_0(status)) return ERR_BACKGROUND_PROCESS;
     sleep_one_second();
     return NO_ERROR;
 }

@@ -1,13 +1,10 @@
 #include "common/openssl.h"
 
 #include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <climits>
-#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
@@ -22,6 +19,7 @@
 #include <openssl/sha.h>
 #include <openssl/x509.h>
 
+#include "common/child_process.h"
 #include "common/file_descriptor.h"
 
 namespace harbex::openssl {
@@ -66,29 +64,16 @@ BioChain base64_filter_on(BioChain end) {
     return filter;
 }
 
+bool write_to_output(const system::ChildProgram& program) {
+    return ::dup2(program.output, STDOUT_FILENO) >= 0;
+}
+
 // Starts "openssl version" with its standard output on `output`. -1 when it cannot be started.
 pid_t start_version_tool(int output) {
     char path[] = "/usr/bin/openssl";
     char argument[] = "version";
-    char* const arguments[] = {path, argument, nullptr};
-    sigset_t none;
-    sigset_t all;
-    sigemptyset(&none);
-    sigfillset(&all);
-
-    posix_spawn_file_actions_t actions;
-    posix_spawnattr_t attributes;
-    if (posix_spawn_file_actions_init(&actions) != 0) return -1;
-    posix_spawnattr_init(&attributes);  // fills a structure, cannot fail
-    posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-    posix_spawnattr_setsigdefault(&attributes, &all);
-    posix_spawnattr_setsigmask(&attributes, &none);
-    pid_t child = -1;
-    if (posix_spawn(&child, path, &actions, &attributes, arguments, environ) != 0) child = -1;
-    posix_spawnattr_destroy(&attributes);
-    posix_spawn_file_actions_destroy(&actions);
-    return child;
+    char* const argv[] = {path, argument, nullptr};
+    return system::start_program({argv, write_to_output, output});
 }
 
 }  // namespace
@@ -129,9 +114,9 @@ int version_num() {
     do {
         count = read(reader->get(), text, sizeof text - 1);
     } while (count < 0 && errno == EINTR);
-    reader.reset();  // before the wait: a tool with more to say must not block on it
-    while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
-    }
+    reader.reset();   // before the wait: a tool with more to say must not block on it
+    int ignored = 0;  // the words count
+    (void)system::wait_for_child(child, ignored);
 
     unsigned major = 0;
     unsigned minor = 0;

@@ -3,11 +3,8 @@
 #include <dirent.h>
 #include <regex.h>
 #include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -127,15 +124,9 @@ void kick_one_connection(TYPE type, const char* arg) {
 
 int verify_ovpn_config(const char* a, const char* b) {
     char* const argv[] = {const_cast<char*>(kOvpnChecker), const_cast<char*>(a), const_cast<char*>(b), nullptr};
-    const pid_t child = fork();
-    if (child < 0) return 0;
-    if (child == 0) become_program(argv);
+    const pid_t child = start_program({argv, go_nowhere});
     int status = 0;
-    pid_t ended = 0;
-    do {
-        ended = waitpid(child, &status, 0);
-    } while (ended < 0 && errno == EINTR);
-    return ended == child && WIFEXITED(status) && WEXITSTATUS(status) == 0 ? 1 : 0;
+    return child >= 0 && wait_for_child(child, status) && exited_with_0(status) ? 1 : 0;
 }
 
 }  // namespace harbex::system

@@ -1,11 +1,8 @@
 #include "eventlog/nc_msg_db.h"
 
 #include <fcntl.h>
-#include <sys/types.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdarg>
 #include <cstddef>
 
@@ -107,18 +104,13 @@ void reopen(int fd, int flags) {
     (void)!open("/dev/null", flags);
 }
 
-// The intermediate child: leaves the tool to a child of its own and ends. Only async-signal-safe calls from here on.
-[[noreturn]] void start_detached(const char* const* argv) {
+// Only async-signal-safe calls.
+bool leave_nothing_open(const system::ChildProgram&) {
     close_inherited();
-    const pid_t tool = fork();
-    if (tool != 0) _exit(tool < 0 ? 1 : 0);
     reopen(STDIN_FILENO, O_RDONLY);
     reopen(STDOUT_FILENO, O_WRONLY);
     reopen(STDERR_FILENO, O_WRONLY);
-    system::restore_signals();
-    // exec leaves the texts alone; its signature is older than const.
-    execvp(argv[0], const_cast<char* const*>(argv));
-    _exit(1);
+    return true;
 }
 
 }  // namespace
@@ -139,11 +131,11 @@ void notify_send(const nc_msg_struct* msg, ...) {
     }
     va_end(values);
 
-    const pid_t child = fork();
-    if (child < 0) return;
-    if (child == 0) start_detached(argv);
-    while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
-    }
+    // exec leaves the texts alone; its signature is older than const.
+    const pid_t child = system::start_orphan(
+        {.argv = const_cast<char* const*>(argv), .prepare = leave_nothing_open, .execute = ::execvp});
+    int ignored = 0;  // nobody learns how it went
+    if (child >= 0) (void)system::wait_for_child(child, ignored);
 }
 
 }  // namespace nclog
