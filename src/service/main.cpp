@@ -9,6 +9,7 @@
 #include "common/trace_lock.h"
 #include "common/trace_log.h"
 #include "service/logger.h"
+#include "service/memory.h"
 #include "service/service_host.h"
 
 namespace {
@@ -43,6 +44,7 @@ void prepare_libraries() {
 
 int main(int argc, char**) {
     using namespace harbex::service;
+    keep_heap_small();
     fill_standard_descriptors();
     set_signal_dispositions();
     init_logger();

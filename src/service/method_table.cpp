@@ -13,6 +13,7 @@
 #include "service/error_code.h"
 #include "service/gateway_methods.h"
 #include "service/logger.h"
+#include "service/memory.h"
 #include "service/public_address.h"
 #include "service/reply_envelope.h"
 #include "service/timeouts.h"
@@ -82,17 +83,20 @@ const Method* find_method(const char* name) {
 }
 
 void service_handler(const char* method, bs_io* io, int fd) noexcept {
-    const system::FileDescriptor connection(fd);
-    const bs_auto_io stream(io);
-    try {
-        if (const Method* found = find_method(method)) {
-            run(*found, io);
-        } else {
-            (void)send_error_response(io, E_ELSE, "Unknown method");  // the code again
+    {
+        const system::FileDescriptor connection(fd);
+        const bs_auto_io stream(io);
+        try {
+            if (const Method* found = find_method(method)) {
+                run(*found, io);
+            } else {
+                (void)send_error_response(io, E_ELSE, "Unknown method");  // the code again
+            }
+        } catch (...) {
+            Logger::Log(ERROR, "method: %s dropped", method);
         }
-    } catch (...) {
-        Logger::Log(ERROR, "method: %s dropped", method);
     }
+    return_freed_memory();
 }
 
 }  // namespace harbex::service

@@ -1,0 +1,83 @@
+// What the daemon's own memory does over many calls and after large requests.
+//   bench_memory
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <thread>
+
+#include "nas.h"
+#include "support/daemon.h"
+
+namespace {
+
+using bench::kMethods;
+
+constexpr unsigned kClients = 8;
+constexpr size_t kFirstCalls = 10'000;
+constexpr size_t kMoreCalls = 100'000;
+constexpr size_t kLarge = 1000 * 1000;
+
+std::atomic<size_t> failures{0};
+
+void call_mixed(size_t count) {
+    std::atomic<size_t> next{0};
+    bench::in_threads(kClients, [&](unsigned) {
+        for (size_t number = next++; number < count; number = next++) {
+            const bench::Method& method = kMethods[number % kMethods.size()];
+            const std::string failure = bench::call(method, method.request());
+            if (!failure.empty() && failures++ == 0) std::printf("%s\n", failure.c_str());
+        }
+    });
+}
+
+std::string repeated(const std::string& head, const std::string& part, const std::string& tail) {
+    std::string text = head;
+    while (text.size() < kLarge)
+        text += part;
+    return text + tail;
+}
+
+// Long texts and many small values; answered or refused, each is one call.
+void call_large() {
+    const struct {
+        const char* method;
+        std::string request;
+    } calls[] = {
+        {"Save_cloudtoken", repeated(R"({"oauth_response_encoded": ")", "abcdefgh", "\"}")},
+        {"Get_corvanetoken", repeated(R"({"orgId": 1, "more": [1)", ",1.5,\"ab\",{}", "]}")},
+        {"Update_and_check_timeout", repeated(R"({"mqtt_status": true, "more": [1)", R"(,{"a":[]})", "]}")},
+        {"Flush_timeout", repeated("", "x", "")},
+        {"no such method", repeated("", "x", "")},
+    };
+    bench::in_threads(kClients, [&](unsigned) {
+        for (int i = 0; i < 10; i++)
+            for (const auto& one : calls)
+                (void)harbex::test::bus_call(harbex::test::kDaemonService, one.method, one.request);
+    });
+}
+
+}  // namespace
+
+int main() {
+    bench::prepare_nas();
+    const harbex::test::Daemon daemon;
+    if (!daemon.serving()) return 1;
+    const auto anonymous_kib = [&] {
+        std::this_thread::sleep_for(std::chrono::seconds(1));  // the daemon tidies up behind its replies
+        return bench::memory_kib(daemon.pid(), "Anonymous");
+    };
+    for (const bench::Method& method : kMethods)
+        (void)bench::call(method, method.request());
+    call_mixed(kFirstCalls);
+    const double first_kib = anonymous_kib();
+    call_mixed(kMoreCalls);
+    const double more_kib = anonymous_kib();
+    call_large();
+    const double large_kib = anonymous_kib();
+
+    std::printf("%-52s %9s %9s %-4s %6s   aim\n", "", "after", "before", "", "");
+    bench::report("anonymous memory, 110,000 calls / 10,000", more_kib, first_kib, "KiB", more_kib / first_kib, 1.02);
+    bench::report("anonymous memory, large requests - none, MiB", large_kib, more_kib, "KiB",
+                  (large_kib - more_kib) / 1024, 2);
+    return failures == 0 ? 0 : 1;
+}
