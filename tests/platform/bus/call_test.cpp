@@ -1,9 +1,35 @@
-#include <gtest/gtest.h>
+// Callers, and the streams that carry their bytes.
+#include <limits>
 
 #include "peers.h"
 
 namespace bsvc::test {
 namespace {
+
+TEST(Stream, GrowsShrinksAndTakesItsOwnBytes) {
+    const Stream io(bs_io_create());
+    size_t length = 99;
+    EXPECT_EQ(bs_io_read(io.get(), &length), nullptr);
+    EXPECT_EQ(length, 0u);
+    ASSERT_EQ(bs_io_printf(io.get(), "%d%%|", 7), 3);
+    std::string expected = "7%|";
+    for (int i = 0; i < 12; ++i, expected += expected) {
+        const char* bytes = bs_io_read(io.get(), &length);
+        ASSERT_EQ(bs_io_write(io.get(), bytes, length), static_cast<ssize_t>(length));
+    }
+    ASSERT_GT(bs_io_printf(io.get(), "%s", bs_io_read(io.get(), nullptr)), 0);
+    EXPECT_TRUE(bs_io_read(io.get(), nullptr) == expected + expected);
+
+    EXPECT_EQ(bs_io_realloc(io.get(), 3), 0);
+    EXPECT_STREQ(bs_io_read(io.get(), nullptr), "7%|");
+    EXPECT_EQ(bs_io_realloc(io.get(), 5), 0);
+    EXPECT_EQ(bs_io_write(io.get(), "x", std::numeric_limits<size_t>::max()), -1);
+    EXPECT_EQ(bs_io_realloc(io.get(), std::numeric_limits<size_t>::max()), -1);
+    EXPECT_EQ(bs_reply(io.get()), -1) << "no request came with it";
+    EXPECT_EQ(text_of(io.get()), std::string("7%|\0\0", 5)) << "old bytes must not come back, none is lost";
+    EXPECT_EQ(bs_io_realloc(io.get(), 0), 0);
+    EXPECT_EQ(bs_io_read(io.get(), nullptr), nullptr);
+}
 
 TEST(Call, CarriesAnyBytesOfAnySize) {
     const Running service;
@@ -16,81 +42,64 @@ TEST(Call, CarriesAnyBytesOfAnySize) {
         EXPECT_TRUE(outcome.text == body) << body.size();
     }
     EXPECT_EQ(call(std::string(5000, 'm'), "b").text, "b");
-    EXPECT_EQ(call("", "an empty method is the service's affair").result, BS_CALL_OK);
+    EXPECT_EQ(call("produce", "1048576").text.size(), kMaxPayload);
 }
 
 // The layout other programs of the NAS rely on, byte for byte.
 TEST(Call, SpeaksTheWire) {
     const std::string expected("BSSQ\1\0\0\0\3\0\0\0\2\0\0\0api{}", 21);
     std::string seen(expected.size(), '?');
-    const RawService service([&](const Descriptor& listener) {
-        const Descriptor caller = accept_one(listener);
-        EXPECT_EQ(recv(caller.get(), seen.data(), seen.size(), MSG_WAITALL), static_cast<ssize_t>(seen.size()));
-        // In three pieces, as a slow service may.
-        for (const std::string& piece :
-             {std::string("BSSR\1\0", 6), std::string("\0\0\2\0\0\0o", 7), std::string("k")}) {
-            EXPECT_TRUE(send_bytes(caller, piece));
-            std::this_thread::sleep_for(5ms);
-        }
-    });
-    const Outcome outcome = call("api", "{}");
-    EXPECT_EQ(outcome.result, BS_CALL_OK);
-    EXPECT_EQ(outcome.text, "ok");
+    {
+        const std::jthread service = raw_service([&](const Descriptor& caller) {
+            EXPECT_EQ(recv(caller.get(), seen.data(), seen.size(), MSG_WAITALL), std::ssize(seen));
+            for (const auto& piece :
+                 {std::string("BSSR\1\0", 6), std::string("\0\0\2\0\0\0o", 7), std::string("k")}) {
+                EXPECT_TRUE(send_bytes(caller, piece));
+                std::this_thread::sleep_for(5ms);
+            }
+        });
+        EXPECT_EQ(call("api", "{}").text, "ok");
+    }
     EXPECT_EQ(seen, expected);
 }
 
 TEST(Call, KeepsTheRequestOfAFailure) {
-    const Running service;
-    const struct {
-        const char *name, *method;
-        std::string body;
-        int timeout_s, result;
-    } cases[] = {
-        {"no reply", "silent", "request", 20, BS_CALL_CLOSED},
-        {"reply above the limit", "produce", "1048577", 20, BS_CALL_TOO_LARGE},
-        {"request above the limit", "echo", std::string(kMaxPayload - 3, 'x'), 20, BS_CALL_TOO_LARGE},
-        {"a negative time-out", "echo", "request", -1, BS_CALL_ERROR},
+    const auto expect_failure = [](const char* method, const std::string& body, int timeout_s, int result) {
+        const Outcome outcome = call(method, body, timeout_s);
+        EXPECT_EQ(outcome.result, result) << method << body.substr(0, 20);
+        EXPECT_TRUE(outcome.text == body) << method << body.substr(0, 20);
     };
-    for (const auto& c : cases) {
-        const Outcome outcome = call(c.method, c.body, c.timeout_s);
-        EXPECT_EQ(outcome.result, c.result) << c.name;
-        EXPECT_TRUE(outcome.text == c.body) << c.name;
-    }
-    EXPECT_EQ(call("produce", "1048576").text.size(), kMaxPayload);
-}
-
-TEST(Call, JudgesBrokenReplies) {
     const struct {
-        const char* name;
         std::string reply;
         int result;
-    } cases[] = {
-        {"half a header", reply_bytes("x").substr(0, 7), BS_CALL_CLOSED},
-        {"half a body", reply_bytes("0123456789").substr(0, 15), BS_CALL_CLOSED},
-        {"another protocol", "HTTP/1.1 200 OK\r\n\r\n", BS_CALL_CLOSED},
-        {"another version", std::string("BSSR\2\0\0\0\0\0\0\0", 12), BS_CALL_CLOSED},
-        {"more than announced", reply_bytes("x") + "y", BS_CALL_CLOSED},
-        {"announces four gigabytes", std::string("BSSR\1\0\0\0\xff\xff\xff\xff", 12), BS_CALL_TOO_LARGE},
+    } broken[] = {
+        {reply_bytes("x").substr(0, 7), BS_CALL_CLOSED},
+        {reply_bytes("0123456789").substr(0, 15), BS_CALL_CLOSED},
+        {"HTTP/1.1 200 OK\r\n\r\n", BS_CALL_CLOSED},
+        {std::string("BSSR\2\0\0\0\0\0\0\0", 12), BS_CALL_CLOSED},
+        {reply_bytes("x") + "more", BS_CALL_CLOSED},
+        {std::string("BSSR\1\0\0\0\xff\xff\xff\xff", 12), BS_CALL_TOO_LARGE},
     };
-    for (const auto& c : cases) {
-        const RawService service([&](const Descriptor& listener) {
-            const Descriptor caller = accept_one(listener);
+    for (const auto& c : broken) {
+        const std::jthread service = raw_service([&](const Descriptor& caller) {
             (void)send_bytes(caller, c.reply);
             // Read, so that closing does not look like a reset.
             shutdown(caller.get(), SHUT_WR);
             receive_all(caller);
         });
-        const Outcome outcome = call("echo", "kept");
-        EXPECT_EQ(outcome.result, c.result) << c.name;
-        EXPECT_EQ(outcome.text, "kept") << c.name;
+        expect_failure("echo", "to " + c.reply, 20, c.result);
     }
+    const Running service;
+    expect_failure("silent", "request", 20, BS_CALL_CLOSED);
+    expect_failure("produce", "1048577", 20, BS_CALL_TOO_LARGE);
+    expect_failure("echo", std::string(kMaxPayload - 3, 'x'), 20, BS_CALL_TOO_LARGE);
+    expect_failure("echo", "negative", -1, BS_CALL_ERROR);
 }
 
 // One deadline for everything: a peer that keeps sending a little must not extend it.
 TEST(Call, CountsItsTimeOutFromConnectToLastByte) {
     std::atomic<bool> over = false;
-    const RawService service([&](const Descriptor& listener) {
-        const Descriptor caller = accept_one(listener);
+    const std::jthread service = raw_service([&](const Descriptor& caller) {
         for (const char byte : reply_bytes(std::string(100'000, 'x'))) {
             if (over || !send_bytes(caller, {&byte, 1})) break;
             std::this_thread::sleep_for(20ms);
@@ -100,52 +109,24 @@ TEST(Call, CountsItsTimeOutFromConnectToLastByte) {
     over = true;
 }
 
-TEST(Call, WaitsForAFullBacklog) {
-    std::atomic<bool> may_accept = false;
-    const RawService service(
-        [&](const Descriptor& listener) {
-            while (!may_accept)
-                std::this_thread::sleep_for(1ms);
-            (void)accept_one(listener);  // the one that filled the backlog
-            const Descriptor caller = accept_one(listener);
-            (void)send_bytes(caller, reply_bytes("at last"));
-            receive_all(caller);
-        },
-        0);
-    const Descriptor filler = raw_connection();
-    ASSERT_TRUE(filler);
-    EXPECT_EQ(call("echo", "kept", 1).result, BS_CALL_TIMEOUT) << "full all the time";
-    std::thread later([&] {
-        std::this_thread::sleep_for(50ms);
-        may_accept = true;
-    });
-    EXPECT_EQ(call("echo").text, "at last");
-    later.join();
-}
-
-TEST(Call, MayCallItsOwnService) {
-    const Running service(4);
-    EXPECT_EQ(call("nest", "3").text, "ground") << "three handlers wait for the fourth";
-    std::atomic<int> right = 0;
-    in_threads(3, [&](int) {
-        for (int k = 0; k < 100; ++k)
-            right += call("nest", "1", 60).text == "ground";
-    });
-    EXPECT_EQ(right, 300);
-}
-
-TEST(Call, ManyAtOnceEachGetTheirOwnReply) {
+// Many at once: each gets its own reply, handlers call their own service, and callers die in between.
+TEST(Call, StormLeavesNothingBehind) {
     const Running service;
+    ASSERT_EQ(call("echo").result, BS_CALL_OK);
+    ASSERT_TRUE(service.has_open(0));
+    const ptrdiff_t before = open_descriptors();
+    const std::string whole = request_bytes("echo", std::string(3000, 'x'));
     std::atomic<int> wrong = 0;
     in_threads(8, [&](int i) {
         for (int k = 0; k < 200; ++k) {
             const std::string body(static_cast<size_t>(k * 37 % 9000), static_cast<char>('a' + i));
-            const Outcome outcome = call("echo", body);
-            wrong += outcome.result != BS_CALL_OK || outcome.text != body;
+            wrong += call(i < 3 ? "nest" : "echo", body, 60).text != body;  // one worker is left to the nested calls
+            if (i == 7) wrong += !raw_peer(whole.substr(0, whole.size() * static_cast<size_t>(k % 3) / 2));
         }
     });
     EXPECT_EQ(wrong, 0);
-    EXPECT_TRUE(eventually([&] { return service.traffic().open == 0; }));
+    EXPECT_TRUE(service.has_open(0));
+    EXPECT_TRUE(eventually([&] { return open_descriptors() == before; }));
 }
 
 }  // namespace
