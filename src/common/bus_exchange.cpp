@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "common/last_exchange.h"
+
 namespace harbex::system {
 
 bool BusExchange::stop_at(BusStep step) {
@@ -19,6 +21,7 @@ bool BusExchange::write(const json_t* arguments) {
 bool BusExchange::call(const char* service, const char* method, int timeout_s) {
     constexpr int kLast = -1;  // the bus knows no other
     code_ = bs_call(service, method, stream(), timeout_s, kLast);
+    note_bus_call(service, code_);
     return code_ == 0 || stop_at(BusStep::kCall);
 }
 
@@ -33,6 +36,7 @@ bool BusExchange::read() {
 bool BusExchange::parse() {
     document_ = parse_json(
         text_, [this](const char* words) { (void)std::snprintf(parser_words_, sizeof(parser_words_), "%s", words); });
+    note_bus_answer(document_.get());
     return document_ != nullptr || stop_at(BusStep::kParse);
 }
 

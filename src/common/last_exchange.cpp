@@ -26,8 +26,20 @@ void forget_last_exchange() {
 
 void note_transfer(const char* url, int result, long http_status) {
     const std::string_view host = host_of(url == nullptr ? "" : url);
-    exchange = {.kind = LastExchange::Kind::kTransfer, .result = result, .http_status = http_status};
+    exchange = {.kind = LastExchange::Kind::kTransfer, .result = result, .status = http_status};
     (void)std::snprintf(exchange.peer, sizeof exchange.peer, "%.*s", static_cast<int>(host.size()), host.data());
+}
+
+void note_bus_call(const char* service, int result) {
+    exchange = {.kind = LastExchange::Kind::kBusCall, .result = result};
+    (void)std::snprintf(exchange.peer, sizeof exchange.peer, "%s", service);
+}
+
+void note_bus_answer(const json_t* answer) {
+    if (exchange.kind != LastExchange::Kind::kBusCall) return;
+    exchange.status = static_cast<long>(json_integer_value(json_object_get(answer, "error")));
+    const char* const words = json_string_value(json_object_get(answer, "error_message"));
+    (void)std::snprintf(exchange.words, sizeof exchange.words, "%s", words == nullptr ? "" : words);
 }
 
 }  // namespace harbex::system

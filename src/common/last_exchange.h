@@ -2,15 +2,18 @@
 // The library's own.
 #pragma once
 
+#include <jansson.h>
+
 namespace harbex::system {
 
 struct LastExchange {
-    enum class Kind { kNone, kTransfer };
+    enum class Kind { kNone, kTransfer, kBusCall };
 
     Kind kind = Kind::kNone;
-    char peer[256] = "";   // the host, with a port that is not the usual one
-    int result = 0;        // libcurl's code
-    long http_status = 0;  // 0 when no answer came
+    char peer[256] = "";   // the host, with a port that is not the usual one, or the bus service
+    int result = 0;        // libcurl's code, or that of bs_call
+    long status = 0;       // of HTTP, 0 when no answer came; or the "error" of the service's answer
+    char words[256] = "";  // the service's "error_message"
 };
 
 // Valid for the thread that asks, until its next request.
@@ -19,5 +22,8 @@ void forget_last_exchange();
 
 // What makes requests notes them. `url` may be null.
 void note_transfer(const char* url, int result, long http_status);
+void note_bus_call(const char* service, int result);
+// Behind its call.
+void note_bus_answer(const json_t* answer);
 
 }  // namespace harbex::system
