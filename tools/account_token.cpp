@@ -11,7 +11,7 @@ namespace harbex::tools {
 AccountToken read_account_token() {
     std::string token;
     if (corvane::read_setting(corvane::kVellumToken, token) != NO_ERROR) return {};
-    const int64_t expiry = system::parse_int64(token.substr(token.rfind('.') + 1)).value_or(0);
+    const int64_t expiry = system::leading_int64(token.substr(token.rfind('.') + 1));
     return {.is_known = true, .is_present = !token.empty(), .expires_at_s = expiry};
 }
 

@@ -1,0 +1,38 @@
+// Where this NAS stands, in one word.
+#pragma once
+
+#include <span>
+#include <string>
+
+#include "facts.h"
+
+namespace harbex::tools {
+
+// In the order of judgement: the first that holds.
+enum class State {
+    kDaemonDown,
+    kManagerDown,
+    kEdgeDown,
+    kSignInExpired,
+    kJoinedDown,
+    kJoined,
+    kOrganisationChosen,
+    kSignedIn,
+    kFactory,
+};
+
+struct StateRow {
+    State state;
+    const char* word;
+    const char* next;  // the command to type
+};
+
+std::span<const StateRow> states();
+const StateRow& row_of(State state);
+
+State judge(const Facts& facts, int64_t now_s);
+// One sentence about the state.
+std::string describe(State state, const Facts& facts);
+bool has_tunnel(const Facts& facts);
+
+}  // namespace harbex::tools
