@@ -1,41 +1,35 @@
-// The commands of harbexctl, a table over the library.
+// What the rows of the command table run. Each fills the call's document, and its text for people where that differs.
 #pragma once
 
-#include <span>
-#include <string>
-#include <vector>
-
-#include "common/json.h"
+#include "command.h"
 
 namespace harbex::tools {
 
-// Whose result code it is: the library passes on a transfer's own code in places, and the numbers overlap.
-enum class CodeOf { kLibrary, kTransfer };
+Outcome status(Call& call);
+Outcome wait_for(Call& call);
+Outcome precheck(Call& call);
+Outcome internet(Call& call);
 
-struct Outcome {
-    int code;
-    CodeOf whose;
+Outcome sign_in(Call& call);
+Outcome token_refresh(Call& call);
 
-    Outcome(int code_, CodeOf whose_ = CodeOf::kLibrary) : code(code_), whose(whose_) {}
-};
+Outcome org_list(Call& call);
+Outcome org_create(Call& call);
+Outcome org_use(Call& call);
+Outcome region_list(Call& call);
+Outcome region_use(Call& call);
 
-// The first word of commands of two.
-struct Group {
-    const char* name;
-    const char* description;
-};
+Outcome join(Call& call);
+Outcome leave(Call& call);
 
-struct Command {
-    const char* group;  // "" for a command of one word
-    const char* name;
-    const char* description;
-    std::vector<const char*> arguments;  // names; one in brackets may be left out
-    // Fills `data` with what is to be shown. `arguments` has as many texts as there are names, "" for what was left
-    // out.
-    Outcome (*run)(const std::vector<std::string>& arguments, JsonValue& data);
-};
+Outcome virtual_ip_set(Call& call);
+Outcome supernode_usage(Call& call);
+Outcome supernode_devices(Call& call);
+Outcome supernode_traffic(Call& call);
+Outcome supernode_apply(Call& call);
 
-std::span<const Group> groups();
-std::span<const Command> commands();
+Outcome tour_show(Call& call);
+Outcome tour_set(Call& call);
+Outcome event_add(Call& call);
 
 }  // namespace harbex::tools

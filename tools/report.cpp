@@ -1,5 +1,6 @@
 #include "report.h"
 
+#include <fmt/core.h>
 #include <jansson.h>
 
 #include <algorithm>
@@ -7,53 +8,18 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
 #include <new>
 
 #include "common/error_code.h"
-#include "common/http.h"
 #include "common/json_owner.h"
+#include "common/trace_log.h"
+#include "result_words.h"
+#include "text_table.h"
 
 namespace harbex::tools {
 namespace {
 
-struct Words {
-    int code;
-    const char* text;
-};
-
-// What the commands can end with.
-constexpr Words kWords[] = {
-    {NO_ERROR, "done"},
-    {ERR_GENERAL, "something unforeseen happened"},
-    {ERR_NO_TYPE, "the setting cannot be stored"},
-    {ERR_UNKNOWN_OPTION, "the value is refused"},
-    {ERR_MISS_OPTION, "no organisation is chosen"},
-    {ERR_REGULAR_FILE, "the file cannot be read"},
-    {ERR_SAVE_FILE, "a file cannot be written"},
-    {ERR_SAVE_CONFIG, "the serial number cannot be stored"},
-    {ERR_ACCESS, "this NAS is joined to another organisation; leave that first"},
-    {ERR_BS_IO_FAILED, "a service gave no answer"},
-    {ERR_BS_CALL_FAILED, "a service cannot be called"},
-    {ERR_BS_API_RET_ERROR, "a service answered a failure; the trace log tells which"},
-    {ERR_WRONG_JSON_FORMAT, "an answer or record has an unexpected shape"},
-    {ERR_WRONG_VIRTUAL_IP, "the address clashes with a network of this NAS"},
-    {ERR_CURL_FAIL, "a cloud request failed"},
-    {ERR_CMD_FAILED, "a setting, command or service failed; the trace log tells which"},
-    {ERR_EASYCURL_FAIL, "a cloud request cannot be made"},
-    {ERR_CORVANE_GETCLOUDTOKEN, "there is no cloud account token; sign in first"},
-    {ERR_CORVANE_GETCORVANETOKEN, "there is no SD-WAN token"},
-    {ERR_CORVANE_CLOUDAGENT_SCRIPT, "the cloud agent's script failed"},
-    {ERR_CORVANE_CORVANE_EXPRESS_SCRIPT, "the edge daemon's script failed"},
-    {ERR_CORVANE_GETDEVICE_TOKEN, "the cloud agent has no device token"},
-    {ERR_CORVANE_GETDEVICE_ID, "this NAS has no device id; it is not joined"},
-    {ERR_CORVANEAPI_EDGE, "the edge log-in failed"},
-    {ERR_CORVANEAPI_DEVICES, "the device's record or configuration cannot be had"},
-    {ERR_CORVANEAPI_VPN_GROUPS, "the regions cannot be had"},
-    {ERR_HTTP_ERROR, "the cloud refused the request"},
-    {ERR_CURL_DNS_RESOLVE, "a cloud host's name cannot be resolved"},
-    {ERR_CURL_TIMEOUT, "the cloud does not answer"},
-};
+constexpr const char* kHelpTells = "harbexctl --help tells what can be done.";
 
 JsonOwner parse(const std::string& text) {
     return JsonOwner(json_loadb(text.data(), text.size(), JSON_DECODE_ANY, nullptr));
@@ -76,87 +42,107 @@ std::string printed(JsonValue& data) {
     return text;
 }
 
-// What the cloud sent must not steer the terminal: no C0 control, no DEL, no C1 control (0xC2 and 0x80 to 0x9F).
-std::string without_controls(std::string text) {
-    unsigned char before = 0;
-    for (char& letter : text) {
-        const auto byte = static_cast<unsigned char>(letter);
-        if (byte < 0x20 || byte == 0x7f) letter = '?';
-        if (before == 0xc2 && byte < 0xa0) *(&letter - 1) = letter = '?';
-        before = byte;
-    }
-    return text;
+void write_out(const std::string& text) {
+    std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
-std::string scalar_text(const json_t* value) {
-    if (json_is_string(value)) return without_controls(json_string_value(value));
-    if (json_is_boolean(value)) return json_is_true(value) ? "yes" : "no";
-    if (json_is_null(value)) return "-";
-    return json_dump_text(value, JSON_ENCODE_ANY | JSON_COMPACT);
+Ending finish(Ending ending) {
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return ending;
+    complain(std::string("the outcome cannot be written: ") + strerror(errno));
+    return Ending::kFailed;
 }
 
-void print_for_people(const json_t* value, int depth);
-
-void print_member(const char* key, const json_t* value, int depth) {
-    const std::string name = without_controls(key);
-    if (json_is_object(value) || json_is_array(value)) {
-        const bool is_empty = json_object_size(value) + json_array_size(value) == 0;
-        std::printf("%*s%s:%s\n", depth * 2, "", name.c_str(), is_empty ? " none" : "");
-        print_for_people(value, depth + 1);
-    } else {
-        std::printf("%*s%s: %s\n", depth * 2, "", name.c_str(), scalar_text(value).c_str());
-    }
+void add_list(JsonValue& cause, const char* member, const std::vector<std::string>& steps) {
+    JsonValue& list = cause[member];
+    list << "";
+    list.erase();
+    for (const std::string& step : steps)
+        list << step;
 }
 
-void print_for_people(const json_t* value, int depth) {
-    const char* name = nullptr;
-    json_t* member = nullptr;
-    if (json_is_object(value)) {
-        // jansson's iteration takes no const; nothing is changed.
-        json_object_foreach(const_cast<json_t*>(value), name, member) print_member(name, member, depth);
-    } else if (json_is_array(value)) {
-        size_t index = 0;
-        json_array_foreach(value, index, member) {
-            if (json_is_object(member) || json_is_array(member)) {
-                std::printf("%*s-\n", depth * 2, "");
-                print_for_people(member, depth + 1);
-            } else {
-                std::printf("%*s- %s\n", depth * 2, "", scalar_text(member).c_str());
-            }
-        }
-    } else {
-        std::printf("%*s%s\n", depth * 2, "", scalar_text(value).c_str());
+void fill_cause(JsonValue& out, const Cause& cause) {
+    const EndingRow& row = row_of(cause.ending);
+    out["word"] = row.word;
+    out["exit_status"] = row.status;
+    out["sentence"] = cause.sentence;
+    out["remedy"] = cause.remedy;
+    out["repeatable"] = cause.is_repeatable;
+    out["log"] = __log_file__;
+    add_list(out, "done", cause.done);
+    add_list(out, "undone", cause.undone);
+}
+
+void write_document(const std::string& command, const Outcome& outcome, const char* words, Call& call) {
+    std::string text = fmt::format(R"({{"command":"{}","code":{},"message":"{}","data":{})", escape_json(command),
+                                   outcome.code, escape_json(words), printed(call.data));
+    if (call.schema_version != 0) text += fmt::format(R"(,"schema_version":{})", call.schema_version);
+    if (outcome.cause.ending != Ending::kDone) {
+        JsonValue cause;
+        fill_cause(cause, outcome.cause);
+        text += ",\"cause\":" + printed(cause);
     }
+    write_out(text + "}\n");
+}
+
+void explain(const std::string& command, const Outcome& outcome) {
+    const Cause& cause = outcome.cause;
+    const auto line = [](const char* head, const std::string& text) {
+        if (!text.empty()) std::fprintf(stderr, "  %s: %s\n", head, without_controls(text).c_str());
+    };
+    std::fprintf(stderr, "harbexctl %s: %s\n", command.c_str(), without_controls(cause.sentence).c_str());
+    for (const std::string& step : cause.done)
+        line("done", step);
+    for (const std::string& step : cause.undone)
+        line("not done", step);
+    line("what to do", cause.remedy);
+    if (!cause.is_repeatable) line("repeating", "look first at what was done");
+    std::fprintf(stderr, "  code %d, log %s\n", outcome.code, __log_file__);
 }
 
 }  // namespace
 
-const char* result_words(const Outcome& outcome) {
-    if (outcome.whose == CodeOf::kTransfer) return system::transfer_result_text(outcome.code);
-    const auto* found = std::find_if(std::begin(kWords), std::end(kWords),
-                                     [&](const Words& words) { return words.code == outcome.code; });
-    return found == std::end(kWords) ? "a transfer or tool failed with that code" : found->text;
+void complain(const std::string& line) {
+    std::fprintf(stderr, "harbexctl: %s\n", without_controls(line).c_str());
 }
 
-bool show(Output output, const std::string& command, const Outcome& outcome, JsonValue& data) {
-    const int code = outcome.code;
-    const char* const words = result_words(outcome);
-    const bool has_data = data.type != JsonValue::NULL_TYPE;
-    const std::string document = printed(data);
-    if (output == Output::kJson) {
-        std::printf("{\"command\":\"%s\",\"code\":%d,\"message\":\"%s\",\"data\":%s}\n", escape_json(command).c_str(),
-                    code, escape_json(words).c_str(), document.c_str());
-    } else if (has_data) {
-        print_for_people(parse(document).get(), 0);
-    } else if (code == NO_ERROR) {
-        std::printf("%s\n", words);
+Ending show_text(bool is_json, const std::string& command, const std::string& text) {
+    if (!is_json) {
+        write_out(text);
+        return finish(Ending::kDone);
     }
-    const bool is_shown = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
-    if (!is_shown) std::fprintf(stderr, "harbexctl: the outcome cannot be written: %s\n", strerror(errno));
-    if (output == Output::kPeople && code != NO_ERROR) {
-        std::fprintf(stderr, "harbexctl %s: failed with code %d: %s\n", command.c_str(), code, words);
+    Call call;
+    call.data["text"] = text;
+    write_document(command, NO_ERROR, "done", call);
+    return finish(Ending::kDone);
+}
+
+Ending show_misuse(bool is_json, const std::string& complaint) {
+    if (!is_json) {
+        complain(complaint);
+        std::fprintf(stderr, "%s\n", kHelpTells);
+        return Ending::kUsage;
     }
-    return is_shown;
+    Call call;
+    const Cause cause{.ending = Ending::kUsage, .sentence = complaint, .remedy = "harbexctl --help"};
+    write_document("", {ERR_UNKNOWN_OPTION, cause}, "the command line is not understood", call);
+    return finish(Ending::kUsage);
+}
+
+Ending show(const std::string& command, const Outcome& outcome, Call& call) {
+    const bool is_done = outcome.cause.ending == Ending::kDone;
+    if (call.is_json) {
+        write_document(command, outcome, result_words(outcome), call);
+    } else if (!call.text.empty()) {
+        write_out(call.text);
+    } else if (call.data.type != JsonValue::NULL_TYPE) {
+        write_out(document_text(parse(printed(call.data)).get()));
+    } else if (is_done) {
+        write_out("done\n");
+    }
+    const Ending ending = finish(outcome.cause.ending);
+    // A text that tells all by itself needs no second one.
+    if (!call.is_json && !is_done && (outcome.code != NO_ERROR || call.text.empty())) explain(command, outcome);
+    return ending;
 }
 
 }  // namespace harbex::tools

@@ -1,20 +1,23 @@
-// What a command of harbexctl shows: words and a document for people, or one JSON document.
+// What a run of harbexctl shows: text for people, or one JSON document, whatever the ending.
 #pragma once
 
 #include <string>
 
-#include "commands.h"
+#include "command.h"
 #include "common/json.h"
 
 namespace harbex::tools {
 
-enum class Output { kPeople, kJson };
+// What ends before a command runs: help, version, misuse.
+Ending show_text(bool is_json, const std::string& command, const std::string& text);
+Ending show_misuse(bool is_json, const std::string& complaint);
 
-// The words for a command's result code.
-const char* result_words(const Outcome& outcome);
+// Shows what `command` came to. For people a success shows the call's text or document, or "done"; a failure goes to
+// standard error, behind what there is of a document. The ending to leave the program with: that of `outcome`, or
+// kFailed when standard output takes no more.
+Ending show(const std::string& command, const Outcome& outcome, Call& call);
 
-// Shows the outcome of a command: its code and words, and `data` (a null value: nothing to show). For people a
-// success with data shows the data alone, a failure goes to standard error. False when standard output takes no more.
-[[nodiscard]] bool show(Output output, const std::string& command, const Outcome& outcome, JsonValue& data);
+// One line on standard error.
+void complain(const std::string& line);
 
 }  // namespace harbex::tools

@@ -1,0 +1,67 @@
+// harbexctl: the SD-WAN library at the command line.
+#include <curl/curl.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <exception>
+
+#include "ask.h"
+#include "command_line.h"
+#include "common/error_code.h"
+#include "common/trace_log.h"
+#include "failure_cause.h"
+#include "report.h"
+#include "services.h"
+
+namespace {
+
+using harbex::tools::Call;
+using harbex::tools::Command;
+using harbex::tools::CommandLine;
+using harbex::tools::Ending;
+using harbex::tools::Life;
+using harbex::tools::Outcome;
+
+constexpr int kServiceWait_s = 6;
+
+Outcome run(const Command& command, Call& call) try {
+    if (command.need.service != nullptr) {
+        const Life life = harbex::tools::probe(command.need.service, kServiceWait_s);
+        if (life != Life::kUp) return harbex::tools::without_service(command, life == Life::kSilent);
+    }
+    harbex::tools::begin_observing();
+    Outcome outcome = command.run(call);
+    harbex::tools::explain_failure(command, outcome);
+    return outcome;
+} catch (const std::exception& error) {
+    return {harbex::ERR_GENERAL,
+            harbex::tools::Cause{.ending = Ending::kInternal, .sentence = error.what(), .is_repeatable = false}};
+}
+
+Ending answer(CommandLine& line) {
+    if (!line.complaint.empty()) return harbex::tools::show_misuse(line.is_json, line.complaint);
+    if (line.command == nullptr) return harbex::tools::show_text(line.is_json, "help", line.help);
+    curl_global_init(CURL_GLOBAL_DEFAULT);
+    harbex::system::set_log_file_wrapper();
+    const Outcome outcome = run(*line.command, line.call);
+    return harbex::tools::show(full_name(*line.command), outcome, line.call);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    signal(SIGPIPE, SIG_IGN);
+    Ending ending = Ending::kInternal;
+    try {
+        CommandLine line;
+        harbex::tools::parse_command_line(argc, argv, line);
+        ending = answer(line);
+    } catch (const std::exception& error) {
+        harbex::tools::complain(error.what());
+    }
+    const int status = harbex::tools::row_of(ending).status;
+    // A thread that was left behind may hold anything; all that is to be written is written.
+    if (harbex::tools::has_abandoned_sources()) _exit(status);
+    return status;
+}
