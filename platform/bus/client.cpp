@@ -1,12 +1,11 @@
 // bs_call: one connection, one request, one reply, under one deadline.
-#include <fcntl.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <limits>
 
 #include "base/descriptor.h"
 #include "bsvc.h"
@@ -39,26 +38,23 @@ bs_call_result connect_failure() {
     }
 }
 
-// A non-blocking connect to a full backlog fails instead of waiting, and poll has nothing to wait for: the kernel
-// wakes only those that block in connect itself. So that one step blocks, for as long as the deadline allows.
-bs_call_result connect_to_busy(int fd, const sockaddr_un& address, const Deadline& deadline) {
-    if (fcntl(fd, F_SETFL, 0) != 0) return BS_CALL_ERROR;
-    for (;;) {
-        const int64_t left_us = deadline.remaining_ns() / 1000;
-        if (left_us == 0) return BS_CALL_TIMEOUT;
-        timeval left{};
-        left.tv_sec = static_cast<time_t>(left_us / 1'000'000);
-        left.tv_usec = static_cast<suseconds_t>(left_us % 1'000'000);
-        if (setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &left, sizeof left) != 0) return BS_CALL_ERROR;
-        if (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) break;
-        if (errno != EINTR && errno != EAGAIN) return connect_failure();
-    }
-    return fcntl(fd, F_SETFL, O_NONBLOCK) == 0 ? BS_CALL_OK : BS_CALL_ERROR;
+// Lets the next system call on the socket block up to the deadline.
+bool limit_wait(int fd, int option, const Deadline& deadline) {
+    const int64_t left_us = std::max<int64_t>(deadline.remaining_ns() / 1000, 1);  // 0 would mean for ever
+    timeval left{};
+    left.tv_sec = static_cast<time_t>(std::min<int64_t>(left_us / 1'000'000, std::numeric_limits<int>::max()));
+    left.tv_usec = static_cast<suseconds_t>(left_us % 1'000'000);
+    return setsockopt(fd, SOL_SOCKET, option, &left, sizeof left) == 0;
 }
 
+// Blocking: a non-blocking connect to a full backlog fails instead of waiting, and poll has nothing to wait for.
 bs_call_result connect_to(int fd, const sockaddr_un& address, const Deadline& deadline) {
-    if (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return BS_CALL_OK;
-    return errno == EAGAIN ? connect_to_busy(fd, address, deadline) : connect_failure();
+    do {
+        if (!limit_wait(fd, SO_SNDTIMEO, deadline)) return BS_CALL_ERROR;
+        if (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return BS_CALL_OK;
+        if (errno != EINTR && errno != EAGAIN) return connect_failure();
+    } while (!deadline.passed());
+    return BS_CALL_TIMEOUT;
 }
 
 bs_call_result send_request(int fd, const char* method, const bs_io& request, const Deadline& deadline) {
@@ -82,23 +78,17 @@ bs_call_result send_request(int fd, const char* method, const bs_io& request, co
 
 // Reads some bytes, at least one.
 bs_call_result receive_some(int fd, char* buffer, size_t size, const Deadline& deadline, size_t& received) {
-    for (;;) {
-        switch (deadline.wait(fd, POLLIN)) {
-            case Deadline::Wait::kPassed:
-                return BS_CALL_TIMEOUT;
-            case Deadline::Wait::kFailed:
-                return BS_CALL_ERROR;
-            case Deadline::Wait::kReady:
-                break;
-        }
-        const ssize_t count = recv(fd, buffer, size, MSG_DONTWAIT);
+    do {
+        if (!limit_wait(fd, SO_RCVTIMEO, deadline)) return BS_CALL_ERROR;
+        const ssize_t count = recv(fd, buffer, size, 0);
         if (count > 0) {
             received = static_cast<size_t>(count);
             return BS_CALL_OK;
         }
         if (count == 0 || errno == ECONNRESET) return BS_CALL_CLOSED;
         if (errno != EINTR && errno != EAGAIN) return BS_CALL_ERROR;
-    }
+    } while (!deadline.passed());
+    return BS_CALL_TIMEOUT;
 }
 
 // The rest of a body of which `reply` holds the beginning.
@@ -143,7 +133,7 @@ int bs_call(const char* service, const char* method, bs_io* io, int timeout_s, i
     }
     if (io->size > bsvc::kMaxPayload || std::strlen(method) > bsvc::kMaxPayload - io->size) return BS_CALL_TOO_LARGE;
     const Deadline deadline = Deadline::in_seconds(timeout_s);
-    const bsvc::Descriptor connection(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    const bsvc::Descriptor connection(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!connection) return BS_CALL_ERROR;
     bs_io reply;
     bs_call_result result = connect_to(connection.get(), address, deadline);

@@ -1,17 +1,17 @@
 #include "service.h"
 
-#include <poll.h>
 #include <sched.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
-#include <sys/timerfd.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <iterator>
 #include <new>
 #include <optional>
+#include <thread>
+#include <vector>
 
 namespace bsvc {
 namespace {
@@ -20,39 +20,24 @@ constexpr int kMaxOpen = 64;
 constexpr int kRequestTimeout_s = 5;
 constexpr size_t kScratchSize = 64 * 1024;
 // How long a worker waits when the process or the system is out of descriptors or memory.
-constexpr int kShortage_ms = 50;
+constexpr useconds_t kShortage_us = 50'000;
+// How long a connection above the limit waits for a place: others may have hung up, and the slow lane not have got
+// round to noticing.
+constexpr int kCrowd_ms = 50;
 
 // connect wakes a worker before the caller has got round to sending, most of all on one processor. So often the
-// worker lets others run before it parks a connection on which nothing has come: parking it costs several system
-// calls more.
+// worker lets others run before it parks a connection on which nothing has come.
 constexpr int kYields = 3;
-
-// What an event of the epoll set is about; parked connections count on from here.
-constexpr uint64_t kListenerId = 1;
-constexpr uint64_t kStopId = 2;
-
-// The listener wakes one worker, which arms it anew as soon as it has accepted. (EPOLLEXCLUSIVE is between sets;
-// inside one set a level-triggered listener wakes all that wait, one after the other.)
-constexpr uint32_t kOneWorker = EPOLLIN | EPOLLONESHOT;
 
 constinit std::atomic<bool> stop_next{false};
 
-bool is_shortage(int reason) {
-    return reason == EMFILE || reason == ENFILE || reason == ENOBUFS || reason == ENOMEM;
-}
-
-std::optional<uid_t> peer_uid(int fd) {
-    ucred peer{};
-    socklen_t size = sizeof peer;
-    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) return std::nullopt;
-    return peer.uid;
-}
-
-bool watch(int epoll, int operation, int fd, uint32_t events, uint64_t id) {
-    epoll_event event{};
-    event.events = events;
-    event.data.u64 = id;
-    return epoll_ctl(epoll, operation, fd, &event) == 0;
+// Without its descriptor: the connection keeps that until the call is sure to be made.
+Call make_call(Connection& connection, const Request& request) {
+    const int fd = connection.fd.get();
+    Call call{std::string(request.method),
+              nas::StreamOwner(make_request_stream(request.body, std::move(connection.seat), fd)), Descriptor()};
+    if (!call.io) throw std::bad_alloc();
+    return call;
 }
 
 }  // namespace
@@ -62,22 +47,18 @@ Service::Service(OwnedName name, int workers, bs_callback callback)
       workers_(std::min(workers, kMaxOpen)),  // more could never have work
       callback_(callback),
       own_uid_(geteuid()),
-      traffic_(std::make_shared<Traffic>()),
-      last_id_(kStopId) {}
+      traffic_(std::make_shared<Traffic>()) {}
 
 bool Service::prepare() {
     epoll_.reset(epoll_create1(EPOLL_CLOEXEC));
     stop_event_.reset(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-    timer_.reset(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
-    return epoll_ && stop_event_ && timer_ &&
-           watch(epoll_.get(), EPOLL_CTL_ADD, name_.listener(), kOneWorker, kListenerId) &&
-           watch(epoll_.get(), EPOLL_CTL_ADD, stop_event_.get(), EPOLLIN, kStopId);
+    return epoll_ && stop_event_ && watch(EPOLL_CTL_ADD, stop_event_.get(), EPOLLIN, nullptr);
 }
 
 void Service::stop() {
     const int saved = errno;
     stop_ = true;
-    // Never read: it wakes every worker and the loop, once and for all.
+    // Never read: it wakes the slow lane once and for all.
     const uint64_t one = 1;
     if (stop_event_) (void)!write(stop_event_.get(), &one, sizeof one);
     errno = saved;
@@ -89,184 +70,212 @@ int Service::run() {
         return -1;
     }
     HeldSignals signals;
-    if (!signals.open()) return -1;
+    if (!signals.open() || !watch(EPOLL_CTL_ADD, signals.fd(), EPOLLIN, nullptr)) return -1;
     if (stop_next.exchange(false)) stop();
     signals.deliver();
     int failure = 0;
     std::vector<std::thread> threads;
     try {
-        threads.reserve(static_cast<size_t>(workers_));
-        for (int i = 0; i < workers_ && !stopping(); ++i)
-            threads.emplace_back(&Service::work, this);
+        for (int i = 0; i < workers_ && !stopping(); ++i) {
+            threads.emplace_back(&Service::accept_calls, this);
+            threads.emplace_back(&Service::run_ready_calls, this);
+        }
     } catch (const std::exception&) {
         failure = EAGAIN;
         stop();
     }
-    supervise(signals);
+    attend_slow_lane(signals);
     close_door();
     for (std::thread& thread : threads)
         thread.join();
-    {
-        const std::lock_guard lock(parked_mutex_);
-        parked_.clear();
-    }
+    parked_.clear();  // of a worker that was just parking it
     errno = failure;
     return failure == 0 ? 0 : -1;
-}
-
-void Service::supervise(HeldSignals& signals) {
-    while (!stopping()) {
-        pollfd waiting[] = {{stop_event_.get(), POLLIN, 0}, {timer_.get(), POLLIN, 0}, {signals.fd(), POLLIN, 0}};
-        if (poll(waiting, std::size(waiting), -1) < 0 && errno != EINTR) poll(nullptr, 0, kShortage_ms);
-        signals.deliver();
-        if (waiting[1].revents != 0) close_late();
-    }
 }
 
 // Callers learn at once that nobody will answer, those that a handler in flight sends here included: what still
 // connects is refused, what has connected is closed.
 void Service::close_door() {
-    shutdown(name_.listener(), SHUT_RDWR);
+    shutdown(name_.listener(), SHUT_RDWR);  // ends every accept, those that wait and those to come
     for (;;) {
-        const Descriptor caller(accept4(name_.listener(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        const Descriptor caller(accept4(name_.listener(), nullptr, nullptr, SOCK_CLOEXEC));
         if (!caller && errno != EINTR && errno != ECONNABORTED) break;
     }
+    const std::lock_guard lock(mutex_);
+    ready_.clear();
+    parked_.clear();
+    callback_ended_.notify_all();
+    call_ready_.notify_all();
 }
 
-void Service::close_late() {
-    uint64_t expirations = 0;
-    (void)!read(timer_.get(), &expirations, sizeof expirations);
-    const std::lock_guard lock(parked_mutex_);
-    timer_at_ns_ = 0;
-    traffic_->late += std::erase_if(parked_, [](const auto& entry) { return entry.second.deadline.passed(); });
-    for (const auto& [id, connection] : parked_)
-        arm_timer(connection.deadline.at_ns());
+bool Service::watch(int operation, int fd, uint32_t events, Connection* connection) {
+    epoll_event event{};
+    event.events = events;
+    event.data.ptr = connection;
+    return epoll_ctl(epoll_.get(), operation, fd, &event) == 0;
 }
 
-// To be called under parked_mutex_.
-void Service::arm_timer(int64_t at_ns) {
-    if (timer_at_ns_ != 0 && timer_at_ns_ <= at_ns) return;
-    timer_at_ns_ = at_ns;
-    itimerspec when{};
-    when.it_value.tv_sec = static_cast<time_t>(at_ns / 1'000'000'000);
-    when.it_value.tv_nsec = static_cast<long>(at_ns % 1'000'000'000);
-    timerfd_settime(timer_.get(), TFD_TIMER_ABSTIME, &when, nullptr);
+std::optional<Seat> Service::find_seat() {
+    for (int waited_ms = 0; waited_ms <= kCrowd_ms; ++waited_ms) {
+        if (Seat seat(traffic_); seat.number() <= kMaxOpen) return seat;
+        usleep(1000);
+    }
+    ++traffic_->crowded;
+    return std::nullopt;
 }
 
-void Service::work() {
+void Service::accept_calls() {
     char scratch[kScratchSize];
     while (!stopping()) {
         try {
-            step(scratch);
+            welcome(scratch);
         } catch (const std::bad_alloc&) {
             // The connection is closed already; the service goes on.
         }
     }
 }
 
-void Service::step(char* scratch) {
-    // One event at a time: a second one would wait for as long as this worker's callback takes.
-    epoll_event event{};
-    if (epoll_wait(epoll_.get(), &event, 1, -1) != 1) return;
-    if (event.data.u64 == kStopId) return;
-    if (event.data.u64 == kListenerId) return welcome(scratch);
-    resume(event.data.u64, scratch);
-}
-
 void Service::welcome(char* scratch) {
     Descriptor fd(accept4(name_.listener(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-    if (!fd && is_shortage(errno)) {
-        // The callers wait in the backlog meanwhile. The listener stays ready: armed at once it would make this spin.
-        pollfd waiting{stop_event_.get(), POLLIN, 0};
-        poll(&waiting, 1, kShortage_ms);
-    }
-    watch(epoll_.get(), EPOLL_CTL_MOD, name_.listener(), kOneWorker, kListenerId);
-    if (!fd) return;
-    Seat seat(traffic_);
-    if (seat.number() > kMaxOpen) {
-        ++traffic_->crowded;
+    if (!fd) {
+        // Out of descriptors, say; the callers wait in the backlog meanwhile.
+        if (errno != EINTR && errno != ECONNABORTED && !stopping()) usleep(kShortage_us);
         return;
     }
-    const std::optional<uid_t> peer = peer_uid(fd.get());
-    if (!peer || (*peer != own_uid_ && *peer != 0)) {
+    std::optional<Seat> seat = find_seat();
+    if (!seat) return;
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    if (getsockopt(fd.get(), SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0 || (peer.uid != own_uid_ && peer.uid != 0)) {
         ++traffic_->foreign;
         return;
     }
-    receive({std::move(seat), std::move(fd), Deadline::in_seconds(kRequestTimeout_s), 0, {}}, scratch);
-}
-
-void Service::resume(uint64_t id, char* scratch) {
-    std::unique_lock lock(parked_mutex_);
-    auto found = parked_.extract(id);
-    lock.unlock();
-    // It may have been closed for lateness since the event.
-    if (!found.empty()) receive(std::move(found.mapped()), scratch);
-}
-
-void Service::receive(Connection connection, char* scratch) {
-    for (int yields = 0;;) {
-        const ssize_t count = recv(connection.fd.get(), scratch, kScratchSize, 0);
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0 && errno == EAGAIN) {
-            if (connection.id != 0 || !connection.bytes.empty() || ++yields > kYields)
-                return park(std::move(connection));
-            sched_yield();
-            continue;
-        }
-        if (count <= 0) return;
-        std::string_view bytes(scratch, static_cast<size_t>(count));
-        if (!connection.bytes.empty()) bytes = connection.bytes.append(bytes);
+    Connection connection{std::move(*seat), std::move(fd), Deadline::in_seconds(kRequestTimeout_s), {}};
+    for (int yields = 0;; ++yields) {
         Request request;
-        switch (parse_request(bytes, request)) {
-            case Parsed::kWhole:
-                return dispatch(std::move(connection), request);
-            case Parsed::kMalformed:
-                ++traffic_->malformed;
-                return;
-            case Parsed::kTooLarge:
-                ++traffic_->oversized;
-                return;
-            case Parsed::kIncomplete:
-                break;
+        const Parsed parsed = receive(connection, scratch, request);
+        if (parsed == Parsed::kWhole) {
+            Call call = make_call(connection, request);
+            call.fd = std::move(connection.fd);
+            return run_call(std::move(call));
         }
-        if (connection.deadline.passed()) {  // one that trickles without a pause never parks
-            ++traffic_->late;
-            return;
-        }
-        if (connection.bytes.empty()) connection.bytes.assign(bytes);
+        if (parsed != Parsed::kIncomplete) return;
+        if (!connection.bytes.empty() || yields == kYields) return park(std::move(connection));
+        sched_yield();
+    }
+}
+
+// Takes what has come, if anything has, and judges the request so far. What is neither whole nor incomplete is to be
+// closed, and counted already. The request's views point into `scratch` or the connection.
+Parsed Service::receive(Connection& connection, char* scratch, Request& request) {
+    ssize_t count = -1;
+    do
+        count = recv(connection.fd.get(), scratch, kScratchSize, 0);
+    while (count < 0 && errno == EINTR);
+    if (count < 0 && errno == EAGAIN) return Parsed::kIncomplete;
+    if (count <= 0) return Parsed::kMalformed;  // the caller is gone
+    std::string_view bytes(scratch, static_cast<size_t>(count));
+    if (!connection.bytes.empty()) bytes = connection.bytes.append(bytes);
+    const Parsed parsed = parse_request(bytes, request);
+    if (parsed == Parsed::kMalformed) ++traffic_->malformed;
+    if (parsed == Parsed::kTooLarge) ++traffic_->oversized;
+    if (parsed == Parsed::kIncomplete && connection.bytes.empty()) connection.bytes.assign(bytes);
+    return parsed;
+}
+
+void Service::run_call(Call call) {
+    {
+        std::unique_lock lock(mutex_);
+        callback_ended_.wait(lock, [this] { return running_ < workers_ || stopping(); });
+        if (running_ == workers_) return;  // stopped meanwhile
+        ++running_;
+    }
+    const int fd = call.fd.release();
+    callback_(call.method.c_str(), call.io.release(), fd);
+    {
+        const std::lock_guard lock(mutex_);
+        --running_;
+    }
+    callback_ended_.notify_one();
+}
+
+void Service::run_ready_calls() {
+    std::unique_lock lock(mutex_);
+    for (;;) {
+        call_ready_.wait(lock, [this] { return !ready_.empty() || stopping(); });
+        if (stopping()) return;
+        Call call = std::move(ready_.front());
+        ready_.pop_front();
+        lock.unlock();
+        run_call(std::move(call));
+        lock.lock();
     }
 }
 
 void Service::park(Connection connection) {
-    if (connection.deadline.passed()) {
-        ++traffic_->late;
-        return;
-    }
-    // The lock also covers the set: once a connection is parked, another thread may close it and its number be given
-    // anew.
-    const std::lock_guard lock(parked_mutex_);
-    const int operation = connection.id == 0 ? EPOLL_CTL_ADD : EPOLL_CTL_MOD;
-    if (connection.id == 0) connection.id = ++last_id_;
-    const uint64_t id = connection.id;
-    const int fd = connection.fd.get();
-    const int64_t at_ns = connection.deadline.at_ns();
-    parked_.emplace(id, std::move(connection));
-    if (watch(epoll_.get(), operation, fd, EPOLLIN | EPOLLRDHUP | EPOLLONESHOT, id))
-        arm_timer(at_ns);
-    else
-        parked_.erase(id);
+    std::list<Connection> one;
+    one.push_back(std::move(connection));
+    const std::lock_guard lock(mutex_);
+    parked_.splice(parked_.end(), one);
+    // It can be written to, so that the slow lane wakes at once, and learns of its deadline.
+    Connection& parked = parked_.back();
+    if (!watch(EPOLL_CTL_ADD, parked.fd.get(), EPOLLIN | EPOLLOUT, &parked)) parked_.pop_back();
 }
 
-void Service::dispatch(Connection connection, const Request& request) {
-    const int fd = connection.fd.get();
-    if (connection.id != 0) watch(epoll_.get(), EPOLL_CTL_DEL, fd, 0, 0);
-    const std::string method(request.method);
-    bs_io* io = make_request_stream(request.body, std::move(connection.seat), fd, socket_cookie(fd));
-    if (io == nullptr) return;
-    // The request's bytes are in the stream now.
-    std::string().swap(connection.bytes);
-    (void)connection.fd.release();
-    callback_(method.c_str(), io, fd);
+void Service::attend_slow_lane(HeldSignals& signals) {
+    char scratch[kScratchSize];
+    while (!stopping()) {
+        epoll_event event{};
+        // One event at a time, so that none is about a connection that the one before has closed.
+        if (epoll_wait(epoll_.get(), &event, 1, close_late()) != 1) continue;
+        auto* connection = static_cast<Connection*>(event.data.ptr);
+        if (connection == nullptr) {
+            signals.deliver();
+            continue;
+        }
+        if ((event.events & EPOLLOUT) != 0)
+            watch(EPOLL_CTL_MOD, connection->fd.get(), EPOLLIN | EPOLLRDHUP, connection);
+        go_on(*connection, scratch);
+    }
+}
+
+// Closes what has passed its deadline. The milliseconds to the next one; -1: there is none.
+int Service::close_late() {
+    constexpr int64_t kNsPerMs = 1'000'000;
+    int64_t next_ms = -1;
+    const std::lock_guard lock(mutex_);
+    traffic_->late += std::erase_if(parked_, [&](const Connection& connection) {
+        const int64_t left_ns = connection.deadline.remaining_ns();
+        const int64_t left_ms = (left_ns + kNsPerMs - 1) / kNsPerMs;
+        if (left_ns == 0)
+            watch(EPOLL_CTL_DEL, connection.fd.get(), 0, nullptr);
+        else if (next_ms < 0 || left_ms < next_ms)
+            next_ms = left_ms;
+        return left_ns == 0;
+    });
+    return static_cast<int>(next_ms);
+}
+
+void Service::go_on(Connection& connection, char* scratch) {
+    Parsed parsed = Parsed::kMalformed;
+    std::list<Call> whole;
+    try {
+        Request request;
+        parsed = receive(connection, scratch, request);
+        if (parsed == Parsed::kWhole) whole.push_back(make_call(connection, request));
+    } catch (const std::bad_alloc&) {
+        // It is closed below.
+    }
+    if (parsed == Parsed::kIncomplete) return;
+    // Closing it does not do: a child that has just been forked may hold it, too.
+    watch(EPOLL_CTL_DEL, connection.fd.get(), 0, nullptr);
+    const std::lock_guard lock(mutex_);
+    if (!whole.empty()) {
+        whole.front().fd = std::move(connection.fd);
+        ready_.splice(ready_.end(), whole);
+        call_ready_.notify_one();
+    }
+    std::erase_if(parked_, [&](const Connection& other) { return &other == &connection; });
 }
 
 }  // namespace bsvc

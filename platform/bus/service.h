@@ -1,22 +1,22 @@
 // A service: its name, its workers, and the connections that wait for the rest of their request.
 //
-// The workers all wait in one epoll set. The listener wakes one of them, which accepts, reads what is there and runs
-// the callback at once when the request is whole. What is incomplete is parked in the set until more of it comes;
-// whoever wakes then goes on with it. Nothing is handed from thread to thread. The thread in bs_start serves no
-// calls: it delivers signals, closes what has been parked past its deadline, and sees the stop, however busy the
-// workers are.
+// Each worker blocks in accept; the kernel wakes one. It reads what is there and, when the request is whole, runs the
+// callback at once. What is not there at once goes to the slow lane: the thread in bs_start, which waits for more of
+// it, closes what is not whole by its deadline, delivers signals and sees the stop, however busy the workers are.
+// Each worker has a twin that runs what becomes whole there; both together run no more callbacks at once than there
+// are workers.
 #pragma once
 
 #include <atomic>
-#include <cstdint>
-#include <map>
+#include <condition_variable>
+#include <list>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "base/descriptor.h"
+#include "base/stream_owner.h"
 #include "bsvc.h"
 #include "deadline.h"
 #include "framing.h"
@@ -31,8 +31,14 @@ struct Connection {
     Seat seat;
     Descriptor fd;
     Deadline deadline;
-    uint64_t id = 0;    // of its place in the epoll set; 0: not there yet
     std::string bytes;  // of the request, as far as they have come
+};
+
+// A whole request. Dropped, it closes its connection.
+struct Call {
+    std::string method;
+    nas::StreamOwner io;
+    Descriptor fd;
 };
 
 class Service {
@@ -46,16 +52,19 @@ public:
     const Traffic& traffic() const { return *traffic_; }
 
 private:
-    void work();
-    void step(char* scratch);
+    void accept_calls();
     void welcome(char* scratch);
-    void resume(uint64_t id, char* scratch);
-    void receive(Connection connection, char* scratch);
+    std::optional<Seat> find_seat();
+    void run_ready_calls();
+    void run_call(Call call);
+
     void park(Connection connection);
-    void dispatch(Connection connection, const Request& request);
-    void supervise(HeldSignals& signals);
-    void close_late();
-    void arm_timer(int64_t at_ns);
+    void attend_slow_lane(HeldSignals& signals);
+    void go_on(Connection& connection, char* scratch);
+    int close_late();
+
+    Parsed receive(Connection& connection, char* scratch, Request& request);
+    bool watch(int operation, int fd, uint32_t events, Connection* connection);
     void close_door();
     bool stopping() const { return stop_; }
 
@@ -64,13 +73,14 @@ private:
     bs_callback callback_;
     uid_t own_uid_;
     std::shared_ptr<Traffic> traffic_;
-    Descriptor epoll_, stop_event_, timer_;
+    Descriptor epoll_, stop_event_;
     std::atomic<bool> started_{false}, stop_{false};
 
-    std::mutex parked_mutex_;
-    std::map<uint64_t, Connection> parked_;  // guarded by parked_mutex_
-    uint64_t last_id_;                       // guarded by parked_mutex_
-    int64_t timer_at_ns_ = 0;                // guarded by parked_mutex_; 0: not armed
+    std::mutex mutex_;
+    std::condition_variable callback_ended_, call_ready_;
+    int running_ = 0;               // callbacks; guarded by mutex_
+    std::list<Call> ready_;         // guarded by mutex_
+    std::list<Connection> parked_;  // guarded by mutex_; only the slow lane looks into them or takes them out
 };
 
 }  // namespace bsvc

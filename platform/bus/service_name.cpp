@@ -77,7 +77,7 @@ bool clear_path(const sockaddr_un& address) {
 }
 
 Descriptor listen_at(const sockaddr_un& address) {
-    Descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    Descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!listener) return listener;
     // The mode of the socket is that of the file from its first moment; chmod afterwards puts back what the umask
     // took.

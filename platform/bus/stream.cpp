@@ -1,6 +1,5 @@
 #include "stream.h"
 
-#include <sys/socket.h>
 #include <sys/uio.h>
 
 #include <algorithm>
@@ -52,16 +51,10 @@ void bs_io::take_bytes(bs_io& other) {
 
 namespace bsvc {
 
-uint64_t socket_cookie(int fd) {
-    uint64_t cookie = 0;
-    socklen_t size = sizeof cookie;
-    return getsockopt(fd, SOL_SOCKET, SO_COOKIE, &cookie, &size) == 0 ? cookie : 0;
-}
-
-bs_io* make_request_stream(std::string_view body, Seat seat, int fd, uint64_t cookie) {
+bs_io* make_request_stream(std::string_view body, Seat seat, int fd) {
     std::unique_ptr<bs_io> io(bs_io_create());
     if (!io || bs_io_write(io.get(), body.data(), body.size()) < 0) return nullptr;
-    io->caller.emplace(Caller{std::move(seat), fd, cookie, false});
+    io->caller.emplace(Caller{std::move(seat), fd, false});
     return io.release();
 }
 
@@ -133,12 +126,6 @@ int bs_io_printf(bs_io* io, const char* fmt, ...) {
 int bs_reply(bs_io* io) {
     if (io == nullptr || !io->caller || io->caller->answered) {
         errno = EINVAL;
-        return -1;
-    }
-    // A callback that has closed the descriptor already must not answer whoever got its number since. Old kernels
-    // have no cookies; there nothing can be compared.
-    if (io->caller->cookie != 0 && bsvc::socket_cookie(io->caller->fd) != io->caller->cookie) {
-        errno = EBADF;
         return -1;
     }
     io->caller->answered = true;

@@ -41,20 +41,15 @@ private:
     int number_;
 };
 
-// Where the reply to a request's stream goes. The descriptor is the callback's; the cookie is the kernel's number for
-// the socket that stood behind it, which no other socket gets.
+// Where the reply to a request's stream goes. The descriptor is the callback's.
 struct Caller {
     Seat seat;
     int fd;
-    uint64_t cookie;
     bool answered;
 };
 
-// The kernel's number for the socket behind `fd`; 0 when there is none.
-uint64_t socket_cookie(int fd);
-
 // A stream with a request's body that bs_reply can answer. nullptr when memory is short: the seat is then given back.
-bs_io* make_request_stream(std::string_view body, Seat seat, int fd, uint64_t cookie);
+bs_io* make_request_stream(std::string_view body, Seat seat, int fd);
 
 }  // namespace bsvc
 

@@ -14,8 +14,8 @@ typedef struct bs_io bs_io;
 typedef struct bs_service bs_service;
 
 /* Called once a request, from one of the service's threads, and from several at once. `io` holds the request's body.
- * The callback owns `io` and `fd`: it answers with bs_reply or not at all, frees `io` with bs_io_free and closes
- * `fd`. */
+ * The callback owns `io` and `fd`: it answers with bs_reply, while `fd` is open, or not at all, frees `io` with
+ * bs_io_free and closes `fd`. */
 typedef void (*bs_callback)(const char* method, bs_io* io, int fd);
 
 /* Takes the name `name` on the bus for `workers` threads (at least 1). `flags` is passed through unused. NULL when a

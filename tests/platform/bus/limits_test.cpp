@@ -73,6 +73,27 @@ TEST(Limits, SixtyFourConnectionsAndNoMore) {
     EXPECT_EQ(call("echo", "room again").text, "room again");
 }
 
+// However the requests came: half of these become whole in the slow lane.
+TEST(Limits, NoMoreCallbacksAtOnceThanWorkers) {
+    const Running service(2);
+    held = true;
+    const std::string whole = request_bytes("hold", "x");
+    std::vector<Descriptor> peers;
+    for (int i = 0; i < 4; ++i)
+        peers.push_back(raw_peer(whole.substr(0, 5)));
+    ASSERT_TRUE(service.has_open(4));
+    for (size_t i = 0; i < 4; ++i) {
+        ASSERT_TRUE(send_bytes(peers[i], whole.substr(5)));
+        peers.push_back(raw_peer(whole));
+    }
+    EXPECT_TRUE(eventually([] { return handlers_inside == 2; }));
+    std::this_thread::sleep_for(50ms);
+    EXPECT_EQ(handlers_inside, 2);
+    held = false;
+    for (const Descriptor& peer : peers)
+        EXPECT_EQ(receive_all(peer), reply_bytes("x"));
+}
+
 // The socket's mode keeps them out; behind it stands the check of the peer.
 TEST(Limits, OtherUsersAreTurnedAway) {
     const Running service;
