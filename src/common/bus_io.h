@@ -8,6 +8,8 @@
 #include <cstddef>
 #include <memory>
 
+#include "common/releaser.h"
+
 namespace harbex {
 
 // Owns one stream; empty when memory was short.
@@ -20,10 +22,7 @@ public:
     operator bs_io*() const { return io_.get(); }  // still owned by this object
 
 private:
-    struct Free {
-        void operator()(bs_io* io) const { bs_io_free(io); }
-    };
-    std::unique_ptr<bs_io, Free> io_;
+    std::unique_ptr<bs_io, system::Releaser<bs_io_free>> io_;
 };
 
 namespace corvane {

@@ -11,6 +11,7 @@
 
 #include "common/error_code.h"
 #include "common/last_exchange.h"
+#include "common/releaser.h"
 #include "common/settings_files.h"
 #include "common/settings_tools.h"
 #include "common/trace_statement.h"
@@ -32,10 +33,7 @@ bool is_debug_switch_on(const char* key) {
     return value == "true";
 }
 
-struct HeaderListFree {
-    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
-};
-using HeaderList = std::unique_ptr<curl_slist, HeaderListFree>;
+using HeaderList = std::unique_ptr<curl_slist, Releaser<curl_slist_free_all>>;
 
 // A text from the cloud or a file must not smuggle a second line into a request.
 bool is_one_line(std::string_view text) {

@@ -1,4 +1,4 @@
-// Owners and readers for jansson values.
+// Owners and readers for jansson values. The library's own.
 #pragma once
 
 #include <jansson.h>
@@ -8,19 +8,17 @@
 #include <string>
 #include <string_view>
 
+#include "common/releaser.h"
+
 namespace harbex {
 
+// Owns one reference. (json_decref is static: as a template argument it would make a type of its own in each unit.)
 struct JsonRelease {
     void operator()(json_t* value) const { json_decref(value); }
 };
-// Owns one reference.
 using JsonOwner = std::unique_ptr<json_t, JsonRelease>;
-
-struct JsonTextFree {
-    void operator()(char* text) const { std::free(text); }
-};
 // Owns the result of json_dumps.
-using JsonTextOwner = std::unique_ptr<char, JsonTextFree>;
+using JsonTextOwner = std::unique_ptr<char, system::Releaser<std::free>>;
 
 // Copies a text into `out`; false, with `out` untouched, when `value` is null or no text.
 [[nodiscard]] inline bool take_text(const json_t* value, std::string& out) {

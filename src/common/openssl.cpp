@@ -21,17 +21,12 @@
 
 #include "common/child_process.h"
 #include "common/file_descriptor.h"
+#include "common/releaser.h"
 
 namespace harbex::openssl {
 namespace {
 
-template <auto Release>
-struct Releaser {
-    template <typename T>
-    void operator()(T* resource) const {
-        Release(resource);
-    }
-};
+using system::Releaser;
 using BioChain = std::unique_ptr<BIO, Releaser<BIO_free_all>>;
 
 // What fails here must not stand in this thread's error queue when a TLS transfer looks into it.

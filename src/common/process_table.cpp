@@ -14,6 +14,7 @@
 
 #include "common/child_process.h"
 #include "common/exec.h"
+#include "common/releaser.h"
 
 namespace harbex::system {
 namespace {
@@ -34,10 +35,6 @@ constexpr Program kPrograms[] = {
 
 constexpr const char* kControlScript = "/etc/init.d/vpn_common.sh";
 constexpr const char* kOvpnChecker = "/usr/sbin/verify_ovpn.sh";
-
-struct Directory {
-    void operator()(DIR* directory) const { closedir(directory); }
-};
 
 const Program* find_program(std::string_view path) {
     const std::string_view name = path.substr(path.rfind('/') + 1);
@@ -71,7 +68,7 @@ void kick(const char* action, TYPE type, const char* arg) {
 
 int VpnProcess::update() {
     processes.clear();
-    const std::unique_ptr<DIR, Directory> proc(opendir("/proc"));
+    const std::unique_ptr<DIR, Releaser<closedir>> proc(opendir("/proc"));
     if (!proc) return 0;
     while (const dirent* entry = readdir(proc.get())) {
         const long pid = std::strtol(entry->d_name, nullptr, 10);

@@ -6,18 +6,11 @@
 #include <bsvc.h>
 
 #include "common/bus_io.h"
+#include "common/releaser.h"
 
 namespace harbex::system {
-namespace {
-
-struct PipeClose {
-    void operator()(FILE* pipe) const { (void)::pclose(pipe); }
-};
-
-}  // namespace
-
 int do_exec(const char* command, std::string& output) {
-    const std::unique_ptr<FILE, PipeClose> pipe(::popen(command, "re"));
+    const std::unique_ptr<FILE, Releaser<::pclose>> pipe(::popen(command, "re"));
     if (!pipe) return -1;
     try {
         char piece[512];

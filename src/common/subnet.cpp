@@ -14,6 +14,7 @@
 
 #include "common/bus_exchange.h"
 #include "common/error_code.h"
+#include "common/releaser.h"
 #include "common/service_names.h"
 #include "common/trace_statement.h"
 
@@ -22,10 +23,6 @@ namespace {
 
 constexpr int kTimeout_s = 60;
 constexpr size_t kNumericHostSize = 1025;  // NI_MAXHOST, which strict headers hide
-
-struct InterfaceList {
-    void operator()(ifaddrs* list) const { freeifaddrs(list); }
-};
 
 in_addr ipv4_of(const sockaddr* address) {
     sockaddr_in ip{};
@@ -113,7 +110,7 @@ int collect_all_interface_subnet(std::vector<std::string>& subnets) try {
         HARBEXLOG(HARBEXLOG_ERROR, "Failed to get network interfaces: %s\n", strerror(errno));
         return ERR_CMD_FAILED;
     }
-    const std::unique_ptr<ifaddrs, InterfaceList> list(interfaces);
+    const std::unique_ptr<ifaddrs, Releaser<freeifaddrs>> list(interfaces);
     for (const ifaddrs* interface = interfaces; interface != nullptr; interface = interface->ifa_next) {
         if (!is_counted(*interface)) continue;
         // The text itself is not needed: an address that has none counts for nothing.
