@@ -2,6 +2,7 @@
 #pragma once
 
 #include <fcntl.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 #include <ext/stdio_filebuf.h>
@@ -14,13 +15,13 @@ class OutputFile : public std::ostream {
 public:
     OutputFile() : std::ostream(nullptr) { rdbuf(&file_); }
     // Failed, like any stream, when the file cannot be opened.
-    OutputFile(const std::string& path, int placement) : OutputFile() {
-        if (!open(path, placement)) setstate(std::ios::failbit);
+    OutputFile(const std::string& path, int placement, mode_t mode = kForEverybody) : OutputFile() {
+        if (!open(path, placement, mode)) setstate(std::ios::failbit);
     }
 
-    // Creates the file where there is none, with what the umask leaves of 0666. `placement`: O_TRUNC or O_APPEND.
-    bool open(const std::string& path, int placement) {
-        const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | placement, 0666);
+    // Creates the file where there is none, with what the umask leaves of `mode`. `placement`: O_TRUNC or O_APPEND.
+    bool open(const std::string& path, int placement, mode_t mode = kForEverybody) {
+        const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | placement, mode);
         if (fd < 0) return false;
         file_ = Buffer(fd, placement == O_APPEND ? std::ios::out | std::ios::app : std::ios::out);
         if (!file_.is_open()) {
@@ -36,6 +37,7 @@ public:
     }
 
 private:
+    static constexpr mode_t kForEverybody = 0666;
     using Buffer = __gnu_cxx::stdio_filebuf<char>;
     Buffer file_;
 };

@@ -35,7 +35,8 @@ int read_configuration(const std::string& response, std::string& configuration) 
 }
 
 int write_persistent_configuration(const std::string& configuration) {
-    system::OutputFile file(kPersistentConfiguration, O_TRUNC);
+    // It holds the device's token. One that is there keeps its mode.
+    system::OutputFile file(kPersistentConfiguration, O_TRUNC, 0600);
     file << configuration << std::flush;
     if (!file) return fail(ERR_SAVE_FILE, kNotWritten);
     std::string site;
