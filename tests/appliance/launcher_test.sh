@@ -53,8 +53,11 @@ else
     }
     check Keep 0 keep_both
     leave_nothing() {
-        enter -- bash -c "touch /tmp/$mark /etc/config/$mark; setsid sleep 987654 & echo $mark >/etc/hosts; ip link show eth0" || return 1
-        [ ! -e "/tmp/$mark" ] && [ ! -e "/etc/config/$mark" ] && ! grep -q "$mark" /etc/hosts && ! pgrep -f 'sleep 987654'
+        enter -- bash -c "touch /tmp/$mark /etc/config/$mark; setsid sleep 98765$$ & echo $mark >/etc/hosts; ip link show eth0" || return 1
+        [ ! -e "/tmp/$mark" ] && [ ! -e "/etc/config/$mark" ] && ! grep -q "$mark" /etc/hosts || return 1
+        # The launcher is back a moment before the last process is gone.
+        for _ in {1..500}; do pgrep -f "sleep 98765$$" || return 0; sleep 0.02; done
+        return 1
     }
     check NothingLeaks 0 leave_nothing
     # What is tried here does no harm where it succeeds.
