@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "common/bus_io.h"
-#include "service/error_code.h"
 #include "service/logger.h"
+#include "service/result_code.h"
 
 namespace harbex::service {
 namespace {

@@ -15,12 +15,12 @@
 #include "corvane/cloud/endpoints.h"
 #include "corvane/device/credentials.h"
 #include "corvane/device/settings.h"
-#include "service/error_code.h"
-#include "service/failure.h"
 #include "service/json_input.h"
 #include "service/logger.h"
+#include "service/refusal.h"
 #include "service/renewal.h"
 #include "service/reply_envelope.h"
+#include "service/result_code.h"
 
 namespace harbex::service {
 namespace {

@@ -11,12 +11,12 @@
 #include "corvane/cloud/endpoints.h"
 #include "corvane/device/settings.h"
 #include "service/cloud_token.h"
-#include "service/error_code.h"
-#include "service/failure.h"
 #include "service/json_input.h"
 #include "service/logger.h"
+#include "service/refusal.h"
 #include "service/renewal.h"
 #include "service/reply_envelope.h"
+#include "service/result_code.h"
 
 namespace harbex::service {
 namespace {

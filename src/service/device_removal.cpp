@@ -13,10 +13,10 @@
 #include "service/bus_client.h"
 #include "service/cloud_token.h"
 #include "service/corvane_token.h"
-#include "service/error_code.h"
-#include "service/failure.h"
 #include "service/logger.h"
+#include "service/refusal.h"
 #include "service/reply_envelope.h"
+#include "service/result_code.h"
 
 namespace harbex::service {
 namespace {

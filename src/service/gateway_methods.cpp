@@ -6,9 +6,9 @@
 #include "common/service_names.h"
 #include "corvane/device/gateway.h"
 #include "service/bus_client.h"
-#include "service/error_code.h"
 #include "service/logger.h"
 #include "service/reply_envelope.h"
+#include "service/result_code.h"
 
 namespace harbex::service {
 namespace {

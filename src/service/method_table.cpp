@@ -10,12 +10,12 @@
 #include "service/cloud_token.h"
 #include "service/corvane_token.h"
 #include "service/device_removal.h"
-#include "service/error_code.h"
 #include "service/gateway_methods.h"
 #include "service/logger.h"
 #include "service/memory.h"
 #include "service/public_address.h"
 #include "service/reply_envelope.h"
+#include "service/result_code.h"
 #include "service/timeouts.h"
 #include "service/tunnel_statistics.h"
 

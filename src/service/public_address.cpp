@@ -9,10 +9,10 @@
 #include "common/service_names.h"
 #include "corvane/device/settings.h"
 #include "service/bus_client.h"
-#include "service/error_code.h"
 #include "service/gateway_methods.h"
 #include "service/logger.h"
 #include "service/reply_envelope.h"
+#include "service/result_code.h"
 
 namespace harbex::service {
 namespace {

@@ -3,8 +3,8 @@
 #include <cstring>
 
 #include "common/json_owner.h"
-#include "service/error_code.h"
 #include "service/logger.h"
+#include "service/result_code.h"
 
 namespace harbex::service {
 namespace {

@@ -12,9 +12,9 @@
 #include <string>
 
 #include "common/service_names.h"
-#include "service/error_code.h"
 #include "service/logger.h"
 #include "service/method_table.h"
+#include "service/result_code.h"
 
 namespace harbex::service {
 namespace {

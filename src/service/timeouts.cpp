@@ -5,11 +5,11 @@
 
 #include <mutex>
 
-#include "service/error_code.h"
-#include "service/failure.h"
 #include "service/json_input.h"
 #include "service/logger.h"
+#include "service/refusal.h"
 #include "service/reply_envelope.h"
+#include "service/result_code.h"
 
 namespace harbex::service {
 namespace {

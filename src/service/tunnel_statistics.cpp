@@ -4,11 +4,11 @@
 
 #include "common/service_names.h"
 #include "service/bus_client.h"
-#include "service/error_code.h"
-#include "service/failure.h"
 #include "service/gateway_methods.h"
 #include "service/logger.h"
+#include "service/refusal.h"
 #include "service/reply_envelope.h"
+#include "service/result_code.h"
 
 namespace harbex::service {
 namespace {

@@ -1,8 +1,9 @@
+// The daemon's result codes, as its callers see them. The daemon's own: nothing links to it.
 #pragma once
 
 namespace harbex::service {
 
-// The daemon's own result codes; the value travels in the "error" member of a reply.
+// The value travels in the "error" member of a reply.
 enum ErrorCode : int {
     E_SUCCESS = 0,
     E_ELSE = 1001,

@@ -1,4 +1,4 @@
-// What every handler does when a step fails.
+// What every handler does when a step fails. The daemon's own.
 #pragma once
 
 #include "service/logger.h"
@@ -12,7 +12,7 @@ inline int failed(int code, const char* words) {
     return code;
 }
 
-// The same, and answers with the same words.
+// Logs `words` at ERROR and answers with them. Returns `code`.
 inline int refuse(bs_io* io, int code, const char* words) {
     return send_error_response(io, failed(code, words), words);
 }
