@@ -9,7 +9,7 @@
 #include "common/service_names.h"
 #include "corvane/device/settings.h"
 #include "service/bus_client.h"
-#include "service/gateway_methods.h"
+#include "service/gateway_info.h"
 #include "service/logger.h"
 #include "service/reply_envelope.h"
 #include "service/result_code.h"

@@ -4,7 +4,7 @@
 
 #include "common/service_names.h"
 #include "service/bus_client.h"
-#include "service/gateway_methods.h"
+#include "service/gateway_info.h"
 #include "service/logger.h"
 #include "service/refusal.h"
 #include "service/reply_envelope.h"

@@ -1,4 +1,4 @@
-#include "service/gateway_methods.h"
+#include "service/gateway_info.h"
 
 #include "edge_nas.h"
 
