@@ -1,3 +1,5 @@
+// One call of another bus service by the daemon, with the words its steps write to the daemon's log. The daemon's
+// own.
 #pragma once
 
 #include <jansson.h>
@@ -6,7 +8,7 @@
 
 namespace harbex::service {
 
-// A call of another service: whom, how long, and the words that each step logs.
+// Whom to call, how long to wait, and what to log.
 struct BusCall {
     const char* service;
     const char* method;
@@ -14,7 +16,7 @@ struct BusCall {
     const char* announcement;  // before the call, at DEBUG
     const char* call_failed;   // at ERROR, like the two below
     const char* no_reply = "Failed to read response";
-    const char* rejected = nullptr;  // null: the checker's own line in the trace log is enough
+    const char* rejected = "Failed to check bsh response";  // "": the checker's line in the trace log says it
 };
 
 struct BusReply {
@@ -24,7 +26,7 @@ struct BusReply {
 };
 
 // Calls `call.service`.`call.method` with `arguments` (borrowed; null: an empty request), waits for the reply and
-// checks it. Blocks for at most the call's time-out.
+// checks it. Blocks for at most the call's time-out. Arguments that cannot be written are the caller's to report.
 [[nodiscard]] BusReply call_service(const BusCall& call, const json_t* arguments = nullptr);
 
 }  // namespace harbex::service

@@ -17,6 +17,7 @@ constexpr BusCall kGatewayQuery{
     .timeout_s = 10,
     .announcement = "bsh API: bsh NetworkService.api.get_currentGWinfo",
     .call_failed = "Failed to execute NetworkService.api.get_currentGWinfo",
+    .rejected = "",
 };
 constexpr BusCall kCounterQuery{
     .service = kNetworkManager,
@@ -24,7 +25,6 @@ constexpr BusCall kCounterQuery{
     .timeout_s = 60,
     .announcement = "bsh API: bsh NetworkService.interfaces_monitor.get_info_interfaces",
     .call_failed = "Fail to execute NetworkService.interfaces_monitor.get_info_interfaces",
-    .rejected = "Failed to check bsh response",
 };
 constexpr json_int_t kWorstMetric = 0x7fffffff;
 

@@ -11,10 +11,7 @@ std::string_view request_bytes(bs_io* io) {
 }
 
 JsonOwner parse_document(std::string_view text, const char* words) {
-    json_error_t error{};
-    JsonOwner document(json_loadb(text.data(), text.size(), 0, &error));
-    if (!document) Logger::Log(ERROR, "%s: %s", words, error.text);
-    return document;
+    return parse_json(text, [words](const char* why) { Logger::Log(ERROR, "%s: %s", words, why); });
 }
 
 }  // namespace harbex::service

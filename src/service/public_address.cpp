@@ -23,7 +23,6 @@ constexpr BusCall kGeoQuery{
     .timeout_s = 60,
     .announcement = "bsh API: corvane_expressd.GetGeoInfo",
     .call_failed = "Failed to execute corvane_expressd.GetGeoInfo",
-    .rejected = "Failed to check bsh response",
 };
 
 struct GeoInfo {

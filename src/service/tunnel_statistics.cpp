@@ -19,7 +19,6 @@ constexpr BusCall kTunnelQuery{
     .timeout_s = 60,
     .announcement = "bsh API: bsh corvane_expressd.GetIpsecStatus",
     .call_failed = "Failed to execute corvane_expressd.GetIpsecStatus",
-    .rejected = "Failed to check bsh response",
 };
 
 // No message: the code alone is for the caller.
