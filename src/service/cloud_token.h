@@ -1,3 +1,4 @@
+// The tokens of the maker's cloud account: stored, handed out, renewed. The daemon's own.
 #pragma once
 
 #include <bsvc.h>
@@ -17,17 +18,19 @@ namespace harbex::service {
 // E_CMD_FAILED with `token` untouched.
 [[nodiscard]] int Get_cloudtoken(std::string& token);
 
-// Renews the stored tokens at the cloud, expired or not; blocks like the above. E_SUCCESS, E_JSON_FAIL, E_CMD_FAILED,
-// E_CURL_FAIL.
+// Renews the stored tokens at the cloud, expired or not. Blocks for up to 10 s of transfer, and for renewals under
+// way. E_SUCCESS, E_JSON_FAIL, E_CMD_FAILED, E_CURL_FAIL.
 [[nodiscard]] int auth_connector_refresh_token();
 
 // Whether the time behind the token's last point, or all of it when it has none, is later than `now_s` (both seconds
 // since the epoch). The time is the number that the text begins with, 0 without one.
 bool is_cloud_token_valid(const std::string& token, int64_t now_s);
 
-// Bus methods. The first reads {"oauth_response_encoded": text}, the others nothing.
+// Bus method: reads {"oauth_response_encoded": text}, answers "".
 int Save_cloudtoken(bs_io* io);
+// Bus method: reads nothing, answers the access token.
 int Get_cloudtoken(bs_io* io);
+// Bus method: reads nothing, answers "".
 int Refresh_cloudtoken(bs_io* io);
 
 }  // namespace harbex::service

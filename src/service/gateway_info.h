@@ -8,6 +8,7 @@
 
 namespace harbex::service {
 
+// One interface; texts are empty and numbers 0 when the network manager does not say.
 struct InterfaceInfo {
     std::string gateway_ifname;
     std::string display_name;
@@ -23,6 +24,7 @@ struct InterfaceInfo {
     std::string physical_loc;
 };
 
+// The counters of an interface since it came up, and its rates.
 struct NetworkStat {
     int64_t tx_bytes = 0;
     int64_t rx_bytes = 0;

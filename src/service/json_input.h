@@ -1,4 +1,4 @@
-// JSON documents from outside: requests of the bus and answers of the cloud.
+// JSON documents from outside: requests of the bus and answers of the cloud. The daemon's own.
 #pragma once
 
 #include <bsvc.h>

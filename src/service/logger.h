@@ -1,3 +1,4 @@
+// The daemon's own log; the library's lines go to the trace log. The daemon's own.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
-// Keeps the daemon's memory as small after a large request, and after a year of calls, as it was before. Our own.
+// Keeps the daemon's memory as small after a large request, and after a year of calls, as it was before. The daemon's
+// own.
 #pragma once
 
 namespace harbex::service {

@@ -1,3 +1,4 @@
+// The fifteen methods, and the callback that the bus enters for each call. The daemon's own.
 #pragma once
 
 #include <bsvc.h>

@@ -1,4 +1,4 @@
-// One renewal at a time, and its result for all who were there for it.
+// One renewal at a time, and its result for all who were there for it. The daemon's own.
 #pragma once
 
 #include <atomic>

@@ -1,3 +1,4 @@
+// The envelope of every reply. The daemon's own.
 #pragma once
 
 #include <bsvc.h>

@@ -1,3 +1,4 @@
+// The daemon's life: one instance, in the background, registered, served until a signal. The daemon's own.
 #pragma once
 
 namespace harbex::service {
