@@ -27,9 +27,9 @@ static_assert(int{kCouldNotResolveHost} == int{CURLE_COULDNT_RESOLVE_HOST});
 static_assert(int{kCouldNotConnect} == int{CURLE_COULDNT_CONNECT});
 static_assert(int{kTransferTimedOut} == int{CURLE_OPERATION_TIMEDOUT});
 
-bool is_debug_switch_on(const char* key) {
+bool is_on(const Setting& debug_switch) {
     std::string value;
-    (void)getcfg_wrapper(kCorvaneConf, kDebugSection, key, "false", value);  // without memory: off
+    (void)getcfg_wrapper(debug_switch, value);  // without memory: off
     return value == "true";
 }
 
@@ -125,7 +125,7 @@ size_t curl_memory_data(void* data, size_t size, size_t nmemb, void* userdata) {
 }
 
 int set_insecure_curl(void* handle) {
-    if (is_debug_switch_on("InsecureCurl")) {
+    if (is_on(kInsecureCurl)) {
         curl_easy_setopt(handle, CURLOPT_SSL_VERIFYPEER, 0L);
         curl_easy_setopt(handle, CURLOPT_SSL_VERIFYHOST, 0L);
     }
@@ -133,7 +133,7 @@ int set_insecure_curl(void* handle) {
 }
 
 bool is_test_flag_set() {
-    return is_debug_switch_on("Enable");
+    return is_on(kTestMode);
 }
 
 void nslookup(const std::string& host, std::vector<std::string>& addresses) try {

@@ -5,21 +5,23 @@
 #include "nas_auth.h"
 #include "nas_config.h"
 
+#include "common/settings_files.h"
+
 namespace harbex::system {
 namespace {
 
 constexpr int kBufferSize = 256;
-constexpr const char* kFactorySettings = "/etc/default_config/kernos.conf";
-constexpr const char* kOwnerSettings = "/etc/config/kernos.conf";
 
 bool has_marker(const char* path) {
     struct stat status {};
     return stat(path, &status) == 0 && S_ISREG(status.st_mode);
 }
 
-const char* read_system_text(const char* file, const char* key, char (&buffer)[kBufferSize]) {
+const char* read_text(const Setting& setting, char (&buffer)[kBufferSize]) {
     buffer[0] = '\0';
-    (void)Get_Private_Profile_String("System", key, "", buffer, kBufferSize, file);  // the text itself says all
+    // The text itself says all.
+    (void)Get_Private_Profile_String(setting.section, setting.key, setting.fallback, buffer, kBufferSize,
+                                     setting.file);
     return buffer;
 }
 
@@ -39,22 +41,22 @@ bool is_talon() {
 
 const char* get_model_name() {
     static thread_local char buffer[kBufferSize];
-    return read_system_text(kFactorySettings, "Model", buffer);
+    return read_text(kModel, buffer);
 }
 
 const char* get_server_name() {
     static thread_local char buffer[kBufferSize];
-    return read_system_text(kOwnerSettings, "Server Name", buffer);
+    return read_text(kServerName, buffer);
 }
 
 const char* get_firmware_version() {
     static thread_local char buffer[kBufferSize];
-    return read_system_text(kFactorySettings, "Version", buffer);
+    return read_text(kFirmwareVersion, buffer);
 }
 
 const char* get_server_region() {
     static thread_local char buffer[kBufferSize];
-    return read_system_text(kOwnerSettings, "Region", buffer);
+    return read_text(kServerRegion, buffer);
 }
 
 SessionRights auth_user_session(const char* session_id) {

@@ -23,6 +23,13 @@ int getcfg_wrapper(std::string file, std::string section, std::string key, std::
     }
 }
 
+int getcfg_wrapper(const Setting& setting, std::string& value) try {
+    return getcfg_wrapper(setting.file, setting.section, setting.key, setting.fallback, value);
+} catch (...) {  // no memory
+    value.clear();
+    return ERR_CMD_FAILED;
+}
+
 int setcfg_wrapper(std::string file, std::string section, std::string key, std::string value) {
     try {
         std::string output;

@@ -11,7 +11,7 @@ namespace harbex::system {
 
 void set_log_file_wrapper() {
     std::string install_path;
-    if (getcfg_wrapper(kPackagesConf, kHarbexSection, kInstallPathKey, "", install_path) != 0) return;
+    if (getcfg_wrapper(kInstallPath, install_path) != 0) return;
 
     char path[sizeof(__log_file__)] = "";
     const int length = std::snprintf(path, sizeof(path), "%s%s", install_path.c_str(), "/var/log/Harbex.log");

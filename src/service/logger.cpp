@@ -110,7 +110,7 @@ void Logger::Log(LogLevel level, const char* fmt, ...) noexcept {
 void init_logger() {
     std::string path = "/var/log/network/harbex_network_service.log";
     std::string install_path;
-    if (system::getcfg_wrapper(kPackagesConf, kHarbexSection, kInstallPathKey, "", install_path) == 0) {
+    if (system::getcfg_wrapper(system::kInstallPath, install_path) == 0) {
         path = install_path + "/var/log/harbex_network_service.log";
     }
 

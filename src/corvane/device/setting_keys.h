@@ -6,12 +6,8 @@
 
 namespace harbex::corvane {
 
-struct Setting {
-    const char* file;
-    const char* section;
-    const char* key;
-    const char* fallback;  // not empty: reading cannot fail
-};
+using system::kInstallPath;
+using system::Setting;
 
 constexpr Setting join_setting(const char* key, const char* fallback = "") {
     return {kCorvaneConf, kJoinCorvaneSection, key, fallback};
@@ -44,7 +40,6 @@ inline constexpr Setting kVellumRefreshToken = bid_setting("VELLUM_REFRESH_TOKEN
 inline constexpr Setting kBidTokenStatus = bid_setting("bid_token_status");
 inline constexpr const char kAlreadyJoined[] = "already_join_corvane";  // the enrolment marker it then holds
 
-inline constexpr Setting kInstallPath{kPackagesConf, kHarbexSection, kInstallPathKey, ""};
 inline constexpr Setting kDeveloperPackage{kPackagesConf, "ZDevelop", kInstallPathKey, ""};
 inline constexpr const char kPlatformConf[] = "/etc/platform.conf";
 inline constexpr Setting kModelName{kPlatformConf, "MISC", "DISPLAY_NAME", ""};
