@@ -1,5 +1,8 @@
 // The account's sign-in and its token.
 #include <jansson.h>
+#include <unistd.h>
+
+#include <cstdio>
 
 #include "commands.h"
 #include "common/error_code.h"
@@ -7,6 +10,10 @@
 #include "corvane/cloud/edge_token.h"
 #include "corvane/cloud/precheck.h"
 #include "corvane/device/bus_query.h"
+#include "corvane/device/edge_daemon.h"
+#include "corvane/device/gateway.h"
+#include "corvane/device/settings.h"
+#include "facts.h"
 #include "read_input.h"
 #include "services.h"
 
@@ -27,6 +34,32 @@ int query(const corvane::BusQuery& call, const json_t* arguments = nullptr) {
         default:
             return ERR_BS_CALL_FAILED;
     }
+}
+
+const char* find_region() {
+    std::string is_china;
+    (void)corvane::read_setting(corvane::kIsChinaRegion, is_china);  // cannot fail: it has a fallback
+    if (is_china == "true") return "CHN";
+    std::string latitude;
+    std::string longitude;
+    std::string country;
+    std::string address;
+    if (corvane::get_geo_info(latitude, longitude, country, address) != NO_ERROR) return "NONE";
+    return country == "CN" ? "CHN" : "GLB";
+}
+
+// What the precheck finds, with nothing deleted, stored or renewed.
+Outcome look(Call& call) {
+    const bool reaches_internet =
+        corvane::bsh_check_access_internet(corvane::get_gateway_interface_name()) == NO_ERROR;
+    const Enrolment enrolment = read_enrolment();
+    std::string l2tp;
+    (void)corvane::read_setting(corvane::kL2tpEnable, l2tp);  // cannot fail: it has a fallback
+    call.data["ncsi"] = reaches_internet;
+    call.data["region"] = reaches_internet ? find_region() : "NONE";
+    call.data["bid_exist"] = reaches_internet && enrolment.is_marked && enrolment.token.is_present;
+    call.data["l2tp_status"] = l2tp == "TRUE" ? "enabled" : "disabled";
+    return NO_ERROR;
 }
 
 }  // namespace
@@ -50,7 +83,13 @@ Outcome token_refresh(Call&) {
 }
 
 Outcome precheck(Call& call) {
-    return corvane::join_corvane_precheck(call.data);
+    if (call.has("--look")) return look(call);
+    const bool was_there = access(kBidConf, F_OK) == 0;
+    (void)corvane::join_corvane_precheck(call.data);  // always NO_ERROR
+    if (was_there && access(kBidConf, F_OK) != 0 && !call.is_json)
+        std::fprintf(stderr, "The sign-in was not followed by a join and is removed (%s); sign in again.\n",
+                     kBidConf);
+    return NO_ERROR;
 }
 
 }  // namespace harbex::tools

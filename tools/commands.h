@@ -21,12 +21,18 @@ Outcome region_use(Call& call);
 
 Outcome join(Call& call);
 Outcome leave(Call& call);
+Outcome agent_start(Call& call);
+Outcome agent_stop(Call& call);
 
 Outcome virtual_ip_set(Call& call);
 Outcome supernode_usage(Call& call);
 Outcome supernode_devices(Call& call);
 Outcome supernode_traffic(Call& call);
 Outcome supernode_apply(Call& call);
+Outcome supernode_halt(Call& call);
+
+Outcome vpn_list(Call& call);
+Outcome vpn_kick(Call& call);
 
 Outcome tour_show(Call& call);
 Outcome tour_set(Call& call);

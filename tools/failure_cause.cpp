@@ -21,6 +21,7 @@ namespace {
 
 using system::LastExchange;
 
+constexpr int kServiceWait_s = 6;
 constexpr int kUnauthorised = 401;
 constexpr int kForbidden = 403;
 constexpr int kBadRequest = 400;
@@ -111,7 +112,7 @@ Cause judge_cause(const Command& command, const Outcome& outcome) {
     const LastExchange last = system::last_exchange();  // a copy: what follows asks, too
     const bool is_edge_command = std::string_view(command.group) == "supernode";
     if (is_edge_command && last.result == BS_CALL_OK && corvane::get_device_id().empty())
-        return {Ending::kNothingChosen, "this NAS has not joined an organisation", "harbexctl join"};
+        return not_joined(outcome.code).cause;
     if (concerns_others(outcome) && last.kind != LastExchange::Kind::kNone) {
         if (is_about_tokens(command, outcome, last)) return token_cause();
         const bool is_transfer = last.kind == LastExchange::Kind::kTransfer;
@@ -134,7 +135,9 @@ void begin_observing() {
 void explain_failure(const Command& command, Outcome& outcome) {
     if (outcome.code == NO_ERROR || !outcome.cause.sentence.empty()) return;
     Cause cause = judge_cause(command, outcome);
-    cause.sentence = capital(cause.sentence) + ".";
+    cause.sentence = capital(cause.sentence);
+    if (!cause.sentence.ends_with('.')) cause.sentence += '.';
+    if (!outcome.cause.remedy.empty()) cause.remedy = outcome.cause.remedy;
     if (cause.remedy.empty()) cause.remedy = remedy_of(cause.ending);
     cause.done = std::move(outcome.cause.done);
     cause.undone = std::move(outcome.cause.undone);
@@ -143,13 +146,21 @@ void explain_failure(const Command& command, Outcome& outcome) {
     outcome.cause = std::move(cause);
 }
 
-Outcome without_service(const Command& command, bool is_silent) {
+Outcome check_service(const char* service, int code) {
+    const Life life = probe(service, kServiceWait_s);
+    if (life == Life::kUp) return NO_ERROR;
+    const bool is_silent = life == Life::kSilent;
     const Ending ending = is_silent ? Ending::kTimeOut : Ending::kServiceDown;
-    const std::string service = capital(name_for_people(command.need.service));
-    return {command.need.code_without,
-            Cause{.ending = ending,
-                  .sentence = service + (is_silent ? " does not answer." : " is not running."),
-                  .remedy = remedy_of(ending)}};
+    return {code, Cause{.ending = ending,
+                        .sentence = capital(name_for_people(service)) +
+                                    (is_silent ? " does not answer." : " is not running."),
+                        .remedy = remedy_of(ending)}};
+}
+
+Outcome not_joined(int code) {
+    return {code, Cause{.ending = Ending::kNothingChosen,
+                        .sentence = "This NAS has not joined an organisation.",
+                        .remedy = "harbexctl join"}};
 }
 
 }  // namespace harbex::tools

@@ -11,7 +11,10 @@ void begin_observing();
 // Gives a failed `outcome` without a sentence its cause. May block for the run of a few tools.
 void explain_failure(const Command& command, Outcome& outcome);
 
-// The outcome of `command` without the service that it needs.
-Outcome without_service(const Command& command, bool is_silent);
+// Whether `service` answers: NO_ERROR, or a failure with `code` that says so. Blocks for 6 s at most.
+Outcome check_service(const char* service, int code);
+
+// The failure of a command that needs a NAS that has joined.
+Outcome not_joined(int code);
 
 }  // namespace harbex::tools

@@ -12,7 +12,6 @@
 #include "common/trace_log.h"
 #include "failure_cause.h"
 #include "report.h"
-#include "services.h"
 
 namespace {
 
@@ -20,15 +19,12 @@ using harbex::tools::Call;
 using harbex::tools::Command;
 using harbex::tools::CommandLine;
 using harbex::tools::Ending;
-using harbex::tools::Life;
 using harbex::tools::Outcome;
-
-constexpr int kServiceWait_s = 6;
 
 Outcome run(const Command& command, Call& call) try {
     if (command.need.service != nullptr) {
-        const Life life = harbex::tools::probe(command.need.service, kServiceWait_s);
-        if (life != Life::kUp) return harbex::tools::without_service(command, life == Life::kSilent);
+        Outcome without = harbex::tools::check_service(command.need.service, command.need.code_without);
+        if (without.code != harbex::NO_ERROR) return without;
     }
     harbex::tools::begin_observing();
     Outcome outcome = command.run(call);

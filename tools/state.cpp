@@ -44,15 +44,29 @@ bool has_tunnel(const Facts& facts) {
     return facts.tunnels_known && (facts.router.tunnels != 0 || facts.supernode.tunnels != 0);
 }
 
-State judge(const Facts& facts, int64_t now_s) {
+namespace {
+
+// As if all services lived.
+State judge_enrolment(const Facts& facts, int64_t now_s) {
     const Enrolment& enrolment = facts.enrolment;
-    if (facts.daemon != Life::kUp) return State::kDaemonDown;
-    if (facts.manager != Life::kUp) return State::kManagerDown;
-    if (facts.edge != Life::kUp) return State::kEdgeDown;
     if (enrolment.token.is_present && !enrolment.token.is_valid(now_s)) return State::kSignInExpired;
     if (facts.has_joined()) return has_tunnel(facts) ? State::kJoined : State::kJoinedDown;
     if (!enrolment.token.is_present) return State::kFactory;
     return enrolment.org_id.value_or("").empty() ? State::kSignedIn : State::kOrganisationChosen;
+}
+
+}  // namespace
+
+State judge(const Facts& facts, int64_t now_s) {
+    if (facts.daemon != Life::kUp) return State::kDaemonDown;
+    if (facts.manager != Life::kUp) return State::kManagerDown;
+    if (facts.edge != Life::kUp) return State::kEdgeDown;
+    return judge_enrolment(facts, now_s);
+}
+
+const char* next_command(State state, const Facts& facts, int64_t now_s) {
+    const bool needs_no_edge = state == State::kEdgeDown && !facts.has_joined();
+    return row_of(needs_no_edge ? judge_enrolment(facts, now_s) : state).next;
 }
 
 std::string describe(State state, const Facts& facts) {

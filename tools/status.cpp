@@ -79,12 +79,12 @@ private:
     std::vector<std::pair<const char*, std::string>> missing_;
 };
 
-void fill_document(JsonValue& out, const Facts& facts, State state) {
+void fill_document(JsonValue& out, const Facts& facts, State state, const char* next) {
     const Enrolment& enrolment = facts.enrolment;
     StatusDocument document(out, facts);
     out["state"] = row_of(state).word;
     out["sentence"] = describe(state, facts);
-    out["next"] = row_of(state).next;
+    out["next"] = next;
     document.set("is_on_corvane", facts.has_joined() ? 1 : 0, enrolment.is_on_corvane.has_value(),
                  document.settings_reason());
     document.set_text("org_name", enrolment.org_name);
@@ -117,11 +117,11 @@ std::string or_dash(const std::string& text) {
     return text.empty() ? "-" : text;
 }
 
-std::string text_for_people(const Facts& facts, State state) {
+std::string text_for_people(const Facts& facts, State state, const char* next) {
     const Enrolment& enrolment = facts.enrolment;
     const std::string gateway = facts.gateway_ifname + " " + facts.gateway_ip;
     std::string text = "State: " + emphasised(row_of(state).word) + "\n" + without_controls(describe(state, facts)) +
-                       "\nNext:  " + row_of(state).next + "\n\n";
+                       "\nNext:  " + next + "\n\n";
     std::vector<std::vector<std::string>> rows = {
         {"Signed in until", enrolment.token.is_present ? time_text(enrolment.token.expires_at_s) : "-"},
         {"Organisation", or_dash(enrolment.org_name.value_or(""))},
@@ -157,9 +157,11 @@ Outcome outcome_of(State state, const Facts& facts) {
 
 Outcome status(Call& call) {
     const Facts facts = collect_facts(deadline_in(call.timeout_s(kDefaultTimeout_s)));
-    const State state = judge(facts, time(nullptr));
-    fill_document(call.data, facts, state);
-    call.text = text_for_people(facts, state);
+    const int64_t now_s = time(nullptr);
+    const State state = judge(facts, now_s);
+    const char* const next = next_command(state, facts, now_s);
+    fill_document(call.data, facts, state, next);
+    call.text = text_for_people(facts, state, next);
     call.schema_version = 1;
     return outcome_of(state, facts);
 }

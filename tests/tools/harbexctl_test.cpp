@@ -36,7 +36,8 @@ TEST_F(Harbexctl, TellsCodeAndWordsOfEachOutcome) {
         int status;
         const char *out, *err;
     } cases[] = {
-        {"tour set TRUE no", 0, "done\n", ""},
+        {"tour set TRUE no", 1, "", "harbexctl tour set: 'no' is neither true nor false.\n"},
+        {"tour set TRUE False", 0, "done\n", ""},
         {"tour show", 0, "Introduction  no\nTips          no\n", ""},
         {"tour show --json", 0,
          "{\"command\":\"tour show\",\"code\":0,\"message\":\"done\","
@@ -62,8 +63,7 @@ TEST_F(Harbexctl, TellsCodeAndWordsOfEachOutcome) {
         {"sign-in a secret-answer", 64, "",
          "harbexctl: there are too many arguments\nharbexctl --help tells what can be done.\n"},
         {"tour show >/dev/full", 1, "", "harbexctl: the outcome cannot be written: No space left on device\n"},
-        {"org use org-none", 1, "",
-         "harbexctl org use: An answer or record has an unexpected shape (harbex_network_service).\n"},
+        {"org use org-none", 1, "", "harbexctl org use: 'org-none' is none of the user's organisations.\n"},
     };
     for (const auto& c : cases) {
         const Finished run = control(c.command);
@@ -97,7 +97,7 @@ TEST_F(Harbexctl, ChangingTheOrganisationForgetsItsTokenAndLeavingNamesTheTransf
     {
         ASSERT_EQ(0, control("join").status);
         const ReplacedTool agent("/etc/init.d/corvane_cloudagent.sh", "exit 1");
-        EXPECT_EQ(74, control("leave").status);
+        EXPECT_EQ(1, control("leave").status);
         (void)requests();
     }
     replace_in(kCorvaneConf, "CORVANE_ORG_ID = org-b41d92\n", "");
@@ -120,7 +120,7 @@ TEST_F(Harbexctl, LeaveFinishesWhatTheCloudAlreadyForgot) {
     }
     {
         const ReplacedTool agent("/etc/init.d/corvane_cloudagent.sh", "exit 1");
-        EXPECT_EQ(74, control("leave").status);
+        EXPECT_EQ(1, control("leave").status);
     }
     EXPECT_EQ(0, control("leave").status) << "the cloud says 404 now";
     EXPECT_FALSE(std::filesystem::exists(kAgentLink));
