@@ -44,6 +44,10 @@ std::string stale_token() {
     return std::string(R"({"orgId": ")") + kOrganisation + R"("})";
 }
 
+std::string ending(const Method& method, int result) {
+    return std::string(method.name) + " ended with " + std::to_string(result) + ": ";
+}
+
 }  // namespace
 
 const std::vector<Method> kMethods = {
@@ -81,7 +85,11 @@ std::string call(const Method& method, const std::string& request) {
         reply.text.ends_with(R"(, "error": 0, "meta": {"version": "1.0"}})")) {
         return "";
     }
-    return std::string(method.name) + " ended with " + std::to_string(reply.result) + ": " + reply.text;
+    return ending(method, reply.result) + reply.text;
+}
+
+std::string turned_away(const Method& method) {
+    return ending(method, BS_CALL_CLOSED);
 }
 
 void in_threads(unsigned count, const std::function<void(unsigned number)>& work) {

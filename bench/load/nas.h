@@ -25,6 +25,8 @@ void prepare_nas();
 
 // Calls the daemon. "" when the reply is the method's envelope of success, else what came instead.
 std::string call(const Method& method, const std::string& request);
+// What call returns when the connection was closed without a reply.
+std::string turned_away(const Method& method);
 
 // Runs `work` with the numbers 0 to `count`-1, each in a thread of its own; returns when all have ended.
 void in_threads(unsigned count, const std::function<void(unsigned number)>& work);
