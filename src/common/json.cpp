@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <memory>
 #include <new>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -39,14 +38,14 @@ Items& become_array(JsonValue& target) {
     if (target.type != JsonValue::ARRAY_TYPE) target.destroy();
     if (target.value == nullptr) target.value = new Items;
     target.type = JsonValue::ARRAY_TYPE;
-    return *items_of(target);
+    return *items_of(target.value);
 }
 
 Object& become_object(JsonValue& target) {
     if (target.type != JsonValue::OBJECT_TYPE) target.destroy();
     if (target.value == nullptr) target.value = static_cast<Members*>(new Object);
     target.type = JsonValue::OBJECT_TYPE;
-    return *object_of(target);
+    return *object_of(target.value);
 }
 
 std::string text_or_empty(const char* text) {
@@ -59,7 +58,11 @@ void free_container(JsonValue::Type type, void* storage) {
         for (const JsonValue* item : *items)
             delete item;
     } else {
-        delete static_cast<Object*>(static_cast<Members*>(storage));
+        const std::unique_ptr<Object> object(static_cast<Object*>(static_cast<Members*>(storage)));
+        for (const auto& [key, child] : *object)
+            delete child;
+        for (const JsonValue* child : object->replaced)
+            delete child;
     }
 }
 
@@ -175,15 +178,11 @@ void JsonValue::operator=(json_t* leaf) {
 
 JsonValue& JsonValue::operator[](std::string key) {
     Object& object = become_object(*this);
-    const auto add = [&object](std::string&& name) {
-        return object.emplace(std::piecewise_construct, std::forward_as_tuple(std::move(name)), std::tuple<>());
-    };
-    auto [entry, is_new] = add(std::move(key));
-    if (!is_new) {
-        object.replaced.push_back(object.extract(entry));
-        entry = add(std::string(object.replaced.back().key())).first;
-    }
-    return *entry->second.child;
+    auto child = std::make_unique<JsonValue>();
+    JsonValue*& entry = object[std::move(key)];
+    if (entry != nullptr) object.replaced.push_back(entry);
+    entry = child.release();
+    return *entry;
 }
 
 JsonValue& JsonValue::operator[](unsigned index) {
@@ -227,24 +226,32 @@ JsonValue& JsonValue::operator<<(json_t* leaf) {
 void JsonValue::erase() {
     if (value == nullptr) return;
     if (type == ARRAY_TYPE) {
-        Items& items = *items_of(*this);
+        Items& items = *items_of(value);
         for (; !items.empty(); items.pop_back())
             delete items.back();
     } else if (type == OBJECT_TYPE) {
-        object_of(*this)->clear();
+        Object& object = *object_of(value);
+        for (const auto& [key, child] : object)
+            delete child;
+        object.clear();
     }
 }
 
 void JsonValue::erase(unsigned index) {
     if (type != ARRAY_TYPE || value == nullptr) return;
-    Items& items = *items_of(*this);
+    Items& items = *items_of(value);
     if (index >= items.size()) return;
     delete items[index];
     items.erase(items.begin() + static_cast<std::ptrdiff_t>(index));
 }
 
 void JsonValue::erase(std::string key) {
-    if (type == OBJECT_TYPE && value != nullptr) object_of(*this)->erase(key);
+    if (type != OBJECT_TYPE || value == nullptr) return;
+    Object& object = *object_of(value);
+    const auto found = object.find(key);
+    if (found == object.end()) return;
+    delete found->second;
+    object.erase(found);
 }
 
 }  // namespace harbex

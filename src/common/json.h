@@ -35,9 +35,9 @@ public:
     };
 
     Type type;
-    // The kind's storage, made and freed by this class alone: a vector of JsonValue*, an ordered map from std::string
-    // to an entry that begins with its JsonValue*, int32_t, uint32_t, int64_t, uint64_t, double, std::string, json_t,
-    // a byte 0 or 1; null for NULL_TYPE.
+    // The kind's storage, made and freed by this class alone: a std::vector<JsonValue*>, a type derived from
+    // std::map<std::string, JsonValue*>, an int32_t, uint32_t, int64_t, uint64_t, double, std::string, json_t, or a
+    // byte 0 or 1; null for NULL_TYPE. The children are this value's.
     void* value;
 
     JsonValue() : type(NULL_TYPE), value(nullptr) {}

@@ -7,33 +7,19 @@
 #include <string>
 #include <vector>
 
-#include "common/json.h"
+namespace harbex {
+class JsonValue;
+}
 
 namespace harbex::json_storage {
 
 using Items = std::vector<JsonValue*>;
 
-// A member's entry points to the child like an item does; the child itself stands behind, in the same block of
-// memory.
-struct Member {
-    JsonValue* child = &own;
-    JsonValue own;
-};
+using Members = std::map<std::string, JsonValue*>;
 
-// The order of std::string itself: bytes compare unsigned, the shorter text is first on a common prefix. Most names
-// differ in the first byte already (a NUL stands behind an empty one), which saves the call that compares them.
-struct BytewiseLess {
-    bool operator()(const std::string& a, const std::string& b) const {
-        const auto first_a = static_cast<unsigned char>(*a.c_str());
-        const auto first_b = static_cast<unsigned char>(*b.c_str());
-        return first_a != first_b ? first_a < first_b : a < b;
-    }
-};
-using Members = std::map<std::string, Member, BytewiseLess>;
-
-// Seen as its base it is the plain map; the entries that were replaced wait behind it for their end.
+// Seen as its base it is the plain map; the children that were replaced wait behind it for their end.
 struct Object : Members {
-    std::vector<node_type> replaced;
+    std::vector<JsonValue*> replaced;
 };
 
 // Numbers and booleans are made and freed as one, so that no kind has to be told from another for that.
@@ -46,14 +32,11 @@ union Cell {
     unsigned char boolean;
 };
 
-inline bool is_container(const JsonValue& value) {
-    return value.type == JsonValue::ARRAY_TYPE || value.type == JsonValue::OBJECT_TYPE;
+inline Items* items_of(void* array) {
+    return static_cast<Items*>(array);
 }
-inline Items* items_of(const JsonValue& array) {
-    return static_cast<Items*>(array.value);
-}
-inline Object* object_of(const JsonValue& object) {
-    return static_cast<Object*>(static_cast<Members*>(object.value));
+inline Object* object_of(void* object) {
+    return static_cast<Object*>(static_cast<Members*>(object));
 }
 
 }  // namespace harbex::json_storage

@@ -1,9 +1,6 @@
-#include <algorithm>
-#include <array>
 #include <charconv>
 #include <cstdint>
-#include <cstdlib>
-#include <cstring>
+#include <iterator>
 #include <string_view>
 #include <vector>
 
@@ -19,84 +16,34 @@ using namespace json_storage;
 constexpr size_t kLeafFlags = JSON_COMPACT | JSON_ENSURE_ASCII | JSON_ENCODE_ANY | JSON_REAL_PRECISION(6);
 static_assert(kLeafFlags == 0x3260);
 
+bool is_container(const JsonValue& value) {
+    return value.type == JsonValue::ARRAY_TYPE || value.type == JsonValue::OBJECT_TYPE;
+}
+
 template <typename T>
 const T& stored(const JsonValue& scalar) {
     return *static_cast<const T*>(scalar.value);
 }
 
-constexpr auto kPlainBytes = [] {
-    std::array<bool, 256> plain{};
-    for (size_t byte = 0; byte < plain.size(); ++byte)
-        plain[byte] = byte > 0x1F && byte != '"' && byte != '\\';
-    return plain;
-}();
+bool is_plain(char c) {
+    return static_cast<unsigned char>(c) > 0x1F && c != '"' && c != '\\';
+}
 
-// Returns where the escape ends.
-char* write_escape(char* at, unsigned char byte) {
+constexpr size_t kLongestEscape = 6;
+
+// Writes the escape of one byte; returns where it ends.
+char* write_escape(char* at, char c) {
     static constexpr std::string_view kShort = "\"\"\\\\\bb\tt\nn\ff\rr";  // pairs: byte, letter
     static constexpr char kHex[] = "0123456789abcdef";
     *at++ = '\\';
     for (size_t i = 0; i < kShort.size(); i += 2) {
-        if (static_cast<unsigned char>(kShort[i]) != byte) continue;
+        if (kShort[i] != c) continue;
         *at++ = kShort[i + 1];
         return at;
     }
-    for (const char c : {'u', '0', '0', kHex[byte >> 4], kHex[byte & 0xF]})
-        *at++ = c;
-    return at;
-}
-
-// Whether one of eight bytes needs an escape.
-bool has_escape(uint64_t bytes) {
-    constexpr uint64_t kOnes = 0x0101010101010101;
-    const auto zero = [](uint64_t word) { return (word - kOnes) & ~word; };
-    const uint64_t found = ((bytes - kOnes * 0x20) & ~bytes) | zero(bytes ^ kOnes * '"') | zero(bytes ^ kOnes * '\\');
-    return (found & kOnes * 0x80) != 0;
-}
-
-// Needs space for kLongestEscape times the text; returns where it ends.
-constexpr size_t kLongestEscape = 6;
-char* copy_escaped(char* at, std::string_view text) {
-    const char* next = text.data();
-    const char* const end = next + text.size();
-    while (next != end) {
-        uint64_t bytes = 0;
-        size_t ahead = std::min<size_t>(sizeof bytes, static_cast<size_t>(end - next));
-        if (ahead == sizeof bytes) {
-            std::memcpy(&bytes, next, sizeof bytes);
-            if (!has_escape(bytes)) {
-                std::memcpy(at, &bytes, sizeof bytes);
-                at += sizeof bytes;
-                next += sizeof bytes;
-                continue;
-            }
-        }
-        for (; ahead != 0; --ahead) {
-            const auto byte = static_cast<unsigned char>(*next++);
-            if (kPlainBytes[byte]) {
-                *at++ = static_cast<char>(byte);
-            } else {
-                at = write_escape(at, byte);
-            }
-        }
-    }
-    return at;
-}
-
-// The short way for the numbers most documents hold, those of at most six digits with at most two behind the point:
-// these digits are the six significant ones. Returns where the text ends, null for any other number.
-char* write_hundredths(char* at, double number) {
-    if (!(number > -1e4 && number < 1e4)) return nullptr;
-    const double exact = number * 100;
-    const auto hundredths = static_cast<int>(exact);
-    if (hundredths == 0 || static_cast<double>(hundredths) != exact) return nullptr;  // 0 may have a sign
-    if (hundredths < 0) *at++ = '-';
-    const int digits = std::abs(hundredths);
-    at = std::to_chars(at, at + sizeof "9999", digits / 100).ptr;
-    if (digits % 100 == 0) return at;
-    *at++ = '.';
-    *at++ = static_cast<char>('0' + digits % 100 / 10);
-    if (digits % 10 != 0) *at++ = static_cast<char>('0' + digits % 10);
+    const auto byte = static_cast<unsigned char>(c);
+    for (const char digit : {'u', '0', '0', kHex[byte >> 4], kHex[byte & 0xF]})
+        *at++ = digit;
     return at;
 }
 
@@ -105,44 +52,41 @@ class TextSink {
 public:
     explicit TextSink(std::string& out) : out_(out) {}
 
+    // The end: what is gathered goes out.
     void flush() {
-        out_.append(block_.data(), at_);
-        at_ = block_.data();
+        out_.append(block_, at_);
+        at_ = block_;
     }
     void mark(char c) { *room(1)++ = c; }
     void word(std::string_view text) {
-        if (text.size() > block_.size()) {
-            flush();
-            out_ += text;
-            return;
-        }
-        char*& at = room(text.size());
-        at = std::copy(text.begin(), text.end(), at);
+        for (const char c : text)
+            mark(c);
     }
     void escaped(std::string_view text) {
-        while (!text.empty()) {
-            const std::string_view part = text.substr(0, kEscapedPart);
-            char*& at = room(part.size() * kLongestEscape);
-            at = copy_escaped(at, part);
-            text.remove_prefix(part.size());
+        for (const char c : text) {
+            char*& at = room(kLongestEscape);
+            if (is_plain(c)) {
+                *at++ = c;
+            } else {
+                at = write_escape(at, c);
+            }
         }
     }
-    void text(std::string_view text) { quoted(text, "\""); }
-    void key(std::string_view key) { quoted(key, "\":"); }
+    void text(std::string_view text) {
+        mark('"');
+        escaped(text);
+        mark('"');
+    }
+    void key(std::string_view key) {
+        text(key);
+        mark(':');
+    }
     template <typename T>
     void number(T number) {
-        char*& at = room(kLongestNumber);
-        at = std::to_chars(at, at + kLongestNumber, number).ptr;
+        write(number);
     }
     // What an output stream writes by default: six significant digits.
-    void number(double number) {
-        char*& at = room(kLongestNumber);
-        if (char* const end = write_hundredths(at, number); end != nullptr) {
-            at = end;
-        } else {
-            at = std::to_chars(at, at + kLongestNumber, number, std::chars_format::general, 6).ptr;
-        }
-    }
+    void number(double number) { write(number, std::chars_format::general, 6); }
     // Quoted, yet not escaped: callers rely on it.
     void leaf(const json_t* leaf) {
         mark('"');
@@ -151,32 +95,21 @@ public:
     }
 
 private:
-    static constexpr size_t kLongestNumber = 24;
-    static constexpr size_t kEscapedPart = 128;
-
-    void quoted(std::string_view text, std::string_view tail) {
-        mark('"');
-        if (text.size() <= kEscapedPart) {
-            char* at = room(text.size() * kLongestEscape + tail.size());
-            at = copy_escaped(at, text);
-            for (const char c : tail)
-                *at++ = c;
-            at_ = at;
-        } else {
-            escaped(text);
-            word(tail);
-        }
+    template <typename... Form>
+    void write(Form... form) {
+        constexpr size_t kLongest = 24;
+        char*& at = room(kLongest);
+        at = std::to_chars(at, at + kLongest, form...).ptr;
     }
 
     // The write position, with space for `size` bytes behind it; at most the block's length.
     char*& room(size_t size) {
-        if (static_cast<size_t>(block_.data() + block_.size() - at_) < size) flush();
+        if (static_cast<size_t>(std::end(block_) - at_) < size) flush();
         return at_;
     }
-
     std::string& out_;
-    std::array<char, 1024> block_;
-    char* at_ = block_.data();
+    char block_[1024];
+    char* at_ = block_;
 };
 
 // Where the text of print goes.
@@ -234,12 +167,12 @@ public:
     explicit Level(const JsonValue& container) : is_object_(container.type == JsonValue::OBJECT_TYPE) {
         if (container.value == nullptr) return;
         if (is_object_) {
-            member_ = object_of(container)->cbegin();
-            members_end_ = object_of(container)->cend();
+            member_ = object_of(container.value)->cbegin();
+            members_end_ = object_of(container.value)->cend();
             done_ = member_ == members_end_;
         } else {
-            item_ = items_of(container)->data();
-            items_end_ = item_ + items_of(container)->size();
+            item_ = items_of(container.value)->data();
+            items_end_ = item_ + items_of(container.value)->size();
             done_ = item_ == items_end_;
         }
     }
@@ -259,7 +192,7 @@ public:
             return item;
         }
         sink.key(member_->first);
-        const JsonValue& child = *member_->second.child;
+        const JsonValue& child = *member_->second;
         done_ = ++member_ == members_end_;
         return child;
     }

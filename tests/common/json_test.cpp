@@ -127,4 +127,17 @@ TEST(JsonTree, LeavesAreReleasedOnce) {
     }
 }
 
+TEST(Object, IsAMapToItsChildren) {
+    JsonValue value;
+    JsonValue& replaced = value["b"];
+    JsonValue& last = value["b"];
+    value["a"] = "x";
+    replaced = 5;  // still valid
+    last = 2;
+    auto& members = *static_cast<std::map<std::string, JsonValue*>*>(value.value);
+    EXPECT_EQ(members.size(), 2U);
+    EXPECT_EQ(members.at("b"), &last);
+    EXPECT_EQ(text_of(value), R"({"a":"x","b":2})");
+}
+
 }  // namespace
