@@ -86,6 +86,16 @@ std::string Call::require_corvane(std::string_view scheme) const {
     return organization;
 }
 
+std::string list_paths() {
+    std::string lines;
+    std::string_view last;
+    for (const Route& route : kRoutes) {
+        if (last != route.path) lines.append(route.path).append("\n");
+        last = route.path;
+    }
+    return lines;
+}
+
 bool service_serves(const std::string& service, const std::string& pattern) {
     for (const Route& route : kRoutes) {
         std::string id;

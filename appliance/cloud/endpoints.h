@@ -15,6 +15,9 @@ namespace appliance {
 CloudAnswer answer_request(const std::string& service, const CloudRequest& request, CloudState& state,
                            const Credentials& credentials, int64_t now);
 
+// The paths that the services serve, a line each; * stands for one part.
+std::string list_paths();
+
 // Whether the service has an endpoint whose path matches `pattern` (* for any characters).
 bool service_serves(const std::string& service, const std::string& pattern);
 

@@ -8,6 +8,10 @@
 
 namespace appliance {
 
+// A line "SERVICE HOST PORT" for every host that the product knows, the global one before China's; the service
+// "Nobody" stands for hosts that exist and do not answer.
+std::string list_hosts();
+
 class CloudHosts {
 public:
     // Lines "SERVICE HOST PORT". False when the file cannot be read or names no host.

@@ -5,9 +5,11 @@
 #include <cstring>
 #include <fstream>
 #include <list>
+#include <string_view>
 #include <thread>
 
 #include "cloud/control.h"
+#include "cloud/endpoints.h"
 #include "cloud/server.h"
 
 namespace {
@@ -24,8 +26,13 @@ int fail(const char* what) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    const std::string_view option = argc == 2 ? argv[1] : "";
+    if (option == "--list-hosts" || option == "--list-paths") {
+        std::fputs((option == "--list-hosts" ? appliance::list_hosts() : appliance::list_paths()).c_str(), stdout);
+        return 0;
+    }
     if (argc != 4) {
-        std::fprintf(stderr, "usage: cloud ADDRESS HOSTS CREDENTIALS\n");
+        std::fprintf(stderr, "usage: cloud ADDRESS HOSTS CREDENTIALS\n       cloud --list-hosts | --list-paths\n");
         return 64;
     }
     signal(SIGPIPE, SIG_IGN);

@@ -1,5 +1,5 @@
 // The hosts of every cloud service, by site and region. The library's own. This is the only list of them: the
-// simulated appliance takes the names it must lead to its own cloud from the URL literals of this file.
+// simulated cloud is compiled with it.
 #pragma once
 
 namespace harbex::corvane {
