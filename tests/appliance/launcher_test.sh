@@ -30,6 +30,22 @@ check StatusPassesThrough 7 enter -- bash -c 'exit 7'
 in_place=
 ! grep -q 'in place' "$work/err" || in_place=yes
 check UnknownOption 64 enter --dance
+# Runs COMMAND; fine when it is refused as wrong use with WORDS in one line, before anything starts.
+check_refused() { # NAME WORDS COMMAND …
+    local name=$1 words=$2
+    shift 2
+    check "$name" 64 "$@"
+    grep -qF -e "$words" "$work/err" && [ ! -s "$work/out" ] && return
+    failed=$((failed + 1))
+    echo "[  FAILED  ] launcher.$name: not '$words':"
+    cat "$work/out" "$work/err"
+}
+check_refused UnknownMethod 'near: corvane_expressd.GetHubInfo' enter --fault corvane_express.GetHubinfo=close -- echo started
+check_refused UnknownValue "cannot 'vanish'" enter --fault cloud:/v1.1/me=vanish -- echo started
+check_refused UnknownState 'signed-in' enter --state singed-in -- echo started
+check EveryMethodCanFail 0 enter -- bash -c '
+    diff <(fault --list | sed -n "s/^harbex_network_service\.//p") <(bsh --list harbex_network_service | sed "s/ .*//" | sort)'
+check NoSuchCommand 127 enter -- no_such_command
 check FaultOnNothing 70 enter --fault /sbin/no_such_tool=exit:1 -- true
 check NoSuchBuild 70 "$appliance" --build "$work/none" -- true
 check CloudFaultFromTheStart 0 enter --fault cloud:/v1.1/me=status:503,body:a=b -- bash -c '[ "$(fault)" = "cloud:/v1.1/me status:503,body:a=b" ]'
@@ -43,8 +59,8 @@ check OnlyWhatIsMeantToGetsIn 0 enter -- bash -c '
 unset https_proxy SSLKEYLOGFILE LANG
 
 if [ -n "$in_place" ]; then
-    echo "[  SKIPPED ] launcher.Keep, launcher.NothingLeaks, launcher.MachineAroundStaysItsOwn: no namespaces here"
-    skipped=3
+    echo "[  SKIPPED ] launcher.Keep, launcher.NothingLeaks, launcher.MachineAroundStaysItsOwn, launcher.FrontEndAuthor: no namespaces here"
+    skipped=4
 else
     keep_both() {
         enter --keep "$work/kept" -- bash -c 'setcfg S k kept -f /etc/config/vpn.conf && echo more >/var/tmp/note && touch /opt/harbex/note' &&
@@ -52,6 +68,30 @@ else
             enter -- bash -c '[ "$(getcfg S k -f /etc/config/vpn.conf -d none)" = none ] && [ ! -e /var/tmp/note ]'
     }
     check Keep 0 keep_both
+    # Joined, with own files inside, called from outside; meanwhile nobody else may have the same folders.
+    front_end() {
+        local nas status=0
+        echo mine >"$work/file"
+        "$appliance" --build "$build" --state joined --share "$work" --bus "$work/bus" -- \
+            bash -c 'cat /share/file && harbexctl --json status && touch /share/up && until [ -e /share/end ]; do sleep 0.02; done' >"$work/nas" 2>&1 &
+        nas=$!
+        for _ in {1..1500}; do [ ! -e "$work/up" ] && [ -d "/proc/$nas" ] || break; sleep 0.02; done
+        python3 - "$work/bus/harbex_network_service.sock" <<'TEXT' || status=1
+import socket, struct, sys
+daemon = socket.socket(socket.AF_UNIX)
+daemon.connect(sys.argv[1])
+daemon.sendall(struct.pack("<4sIII", b"BSSQ", 1, 16, 0) + b"Get_gateway_info")
+sys.exit(b'"ip4_address": "192.168.1.10"' not in daemon.makefile("rb").read())
+TEXT
+        "$appliance" --build "$build" --bare --bus "$work/bus" -- true 2>"$work/second" && status=1
+        grep -q 'another appliance' "$work/second" || status=1
+        touch "$work/end"
+        wait "$nas" || status=1
+        cat "$work/nas"
+        grep -qx mine "$work/nas" && grep -q '"is_on_corvane":1' "$work/nas" || status=1
+        return "$status"
+    }
+    check FrontEndAuthor 0 front_end
     leave_nothing() {
         enter -- bash -c "touch /tmp/$mark /etc/config/$mark; setsid sleep 98765$$ & echo $mark >/etc/hosts; ip link show eth0" || return 1
         [ ! -e "/tmp/$mark" ] && [ ! -e "/etc/config/$mark" ] && ! grep -q "$mark" /etc/hosts || return 1
