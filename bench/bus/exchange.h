@@ -26,9 +26,12 @@ private:
 };
 
 // Unix stream socket, a connection a call, blocking read and write, and nothing else: no header, no limit, no
-// time-out, no check of the peer. The server is `threads` threads that accept, read, write and close. Any number of
-// threads may call.
-void serve_bare(int threads, const std::function<void()>& ready);
+// time-out, no check of the peer. The server is `threads` threads that accept, read, run `work`, write and close. Any
+// number of threads may call.
+void serve_bare(
+    int threads, const std::function<void()>& ready, const std::function<void()>& work = [] {});
+// The same for one exchange.
+void serve_bare_once();
 bool exchange_bare(const std::string& request);
 
 // One call of the service bus on a service with `workers` workers. Any number of threads may call.
@@ -54,7 +57,5 @@ Exchange dbus_exchange(const std::string& address);
 
 // The processor all following work of this process and its children runs on; -1 for all it had at first.
 void pin_to(int processor);
-// How many it may use.
-int processors();
 
 }  // namespace bench

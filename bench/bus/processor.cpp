@@ -26,10 +26,6 @@ const cpu_set_t& first_processors() {
 
 }  // namespace
 
-int processors() {
-    return CPU_COUNT(&first_processors());
-}
-
 void pin_to(int processor) {
     cpu_set_t set = first_processors();
     if (processor >= 0) {

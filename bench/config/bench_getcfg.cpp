@@ -1,24 +1,13 @@
-// What one getcfg run costs beside a run of an empty static program: alternating runs, both started and awaited the
-// same way.
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
+// What one getcfg run costs beside a run of an empty static program, both started and awaited the same way.
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <vector>
+
+#include "measure.h"
 
 namespace {
 
-constexpr int kWarmUps = 200;
-constexpr int kRuns = 5000;
-constexpr double kAim = 1.25;
+constexpr int kStarts = 500;
 
 // A settings file as a joined NAS has it: 30 keys in four sections.
 void write_settings(const std::string& path) {
@@ -34,35 +23,6 @@ void write_settings(const std::string& path) {
         out << "tunnel_" << tunnel << " = 198.51.100." << tunnel << ":500\n";
 }
 
-// Runs a program to its end with its output thrown away. Microseconds.
-double run(const std::vector<std::string>& command) {
-    std::vector<char*> argv;
-    argv.reserve(command.size() + 1);
-    for (const std::string& word : command)
-        argv.push_back(const_cast<char*>(word.c_str()));
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    const auto start = std::chrono::steady_clock::now();
-    pid_t child = -1;
-    int status = -1;
-    const int error = posix_spawn(&child, argv[0], &actions, nullptr, argv.data(), environ);
-    if (error == 0) waitpid(child, &status, 0);
-    const std::chrono::duration<double, std::micro> cost = std::chrono::steady_clock::now() - start;
-    posix_spawn_file_actions_destroy(&actions);
-    if (status != 0) {
-        std::fprintf(stderr, "%s cannot be run\n", argv[0]);
-        std::exit(1);
-    }
-    return cost.count();
-}
-
-double median(std::vector<double> values) {
-    std::nth_element(values.begin(), values.begin() + kRuns / 2, values.end());
-    return values[kRuns / 2];
-}
-
 }  // namespace
 
 int main() {
@@ -71,24 +31,13 @@ int main() {
     if (mkdtemp(folder) == nullptr) return 1;
     const std::string file = std::string(folder) + "/corvane.conf";
     write_settings(file);
-    const std::vector<std::string> getcfg = {
-        programs + "/getcfg", "Join Corvane", "virtual_ip", "-f", file, "-d", ""};
-    const std::vector<std::string> empty = {
-        programs + "/empty_program", "Join Corvane", "virtual_ip", "-f", file, "-d", ""};
-    std::vector<double> of_getcfg;
-    std::vector<double> of_empty;
-    for (int turn = -kWarmUps; turn < kRuns; ++turn) {
-        // The first of a pair has no advantage over all the runs: they change places.
-        const bool empty_first = turn % 2 == 0;
-        const double first = run(empty_first ? empty : getcfg);
-        const double second = run(empty_first ? getcfg : empty);
-        if (turn < 0) continue;
-        of_empty.push_back(empty_first ? first : second);
-        of_getcfg.push_back(empty_first ? second : first);
-    }
+    const auto run_us = [&](const char* program) {
+        return bench::time_each_us(kStarts, [&] {
+            bench::run_program({programs + "/" + program, "Join Corvane", "virtual_ip", "-f", file});
+        });
+    };
+    bench::compare(
+        "getcfg / an empty static program", "µs", bench::Must::kAtMost, 1.25, [&] { return run_us("getcfg"); },
+        [&] { return run_us("empty_program"); });
     std::filesystem::remove_all(folder);
-    std::printf("empty program  median %7.1f us\n", median(of_empty));
-    std::printf("getcfg         median %7.1f us\n", median(of_getcfg));
-    std::printf("ratio %.3f (aim: at most %.2f)\n", median(of_getcfg) / median(of_empty), kAim);
-    return 0;
 }
