@@ -3,7 +3,7 @@
 #include "common/error_code.h"
 #include "common/in_folder.h"
 #include "common/json_owner.h"
-#include "support/trace_reader.h"
+#include "support/log_reader.h"
 
 namespace harbex::corvane {
 namespace {
@@ -35,7 +35,7 @@ TEST(ResponseChecker, JudgesTheErrorMember) {
          {"ERROR bsh response error -4294967296, msg = %s%n"}},
         {R"({"error":5})", ERR_WRONG_JSON_FORMAT, {"ERROR bsh response error 5, msg = "}},
     };
-    test::TraceReader trace;
+    test::LogReader trace;
     for (const auto& c : cases) {
         EXPECT_EQ(c.result, bsh_response_checker(JsonOwner(json_loads(c.reply, 0, nullptr)).get())) << c.reply;
         EXPECT_EQ(c.logged, trace.lines()) << c.reply;

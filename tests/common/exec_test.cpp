@@ -10,7 +10,7 @@
 
 #include "common/error_code.h"
 #include "common/in_folder.h"
-#include "support/trace_reader.h"
+#include "support/log_reader.h"
 
 namespace harbex::system {
 namespace {
@@ -86,7 +86,7 @@ TEST_F(Exec, CapturesOutput) {
 }
 
 TEST_F(Exec, VpnScriptsFailureIsOnlyLogged) {
-    test::TraceReader log;
+    test::LogReader log;
     invoke_vpn_script("/usr/bin/test", "start");
     invoke_vpn_script("/bin/ls", "/no/where");
     EXPECT_EQ(log.lines(), (std::vector<std::string>{"INFO Invoke VPN script by /usr/bin/test start",

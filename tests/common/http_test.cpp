@@ -8,8 +8,8 @@
 #include "common/error_code.h"
 #include "common/in_folder.h"
 #include "common/settings_files.h"
+#include "support/log_reader.h"
 #include "support/raw_http_peer.h"
-#include "support/trace_reader.h"
 
 namespace harbex::system {
 namespace {
@@ -56,7 +56,7 @@ TEST(Request, WithALineBreakInItIsNotSent) {
     const RestRequest requests[] = {{HttpMethod::kGet, peer.url("/"), {"Authorization: t\r\nX: y"}, ""},
                                     {HttpMethod::kGet, peer.url("/a\nb"), {}, ""}};
     for (const RestRequest& request : requests) {
-        test::TraceReader log;
+        test::LogReader log;
         std::string response = "kept";
         EXPECT_EQ(send(request, response),
                   request.headers.empty() ? CURLE_URL_MALFORMAT : CURLE_BAD_FUNCTION_ARGUMENT);
@@ -83,7 +83,7 @@ TEST(Answer, BecomesResultBodyAndLogLine) {
     };
     for (const auto& c : cases) {
         const RawHttpPeer peer(c.answer);
-        test::TraceReader log;
+        test::LogReader log;
         std::string response;
         EXPECT_EQ(send({HttpMethod::kGet, peer.url("/p"), {}, ""}, response), c.result) << c.answer;
         EXPECT_EQ(response, c.body) << c.answer;

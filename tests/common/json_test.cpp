@@ -9,7 +9,7 @@
 #include <sstream>
 
 #include "common/json_owner.h"
-#include "support/reply_rows.h"
+#include "support/rows.h"
 
 namespace {
 

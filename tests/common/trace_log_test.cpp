@@ -7,7 +7,7 @@
 
 #include "common/config_store.h"
 #include "common/in_folder.h"
-#include "support/trace_reader.h"
+#include "support/log_reader.h"
 
 namespace harbex::corvane {
 void log_from_corvane() {
@@ -81,7 +81,7 @@ TEST_F(TraceLog, Thresholds) {
         {HARBEXLOG_CRITICAL, {"CRITICAL 1"}},
         {HARBEXLOG_NOLOG, {}},
     };
-    test::TraceReader log;
+    test::LogReader log;
     for (const auto& c : cases) {
         __cur_level__ = c.threshold;
         int evaluated = 0;
@@ -119,7 +119,7 @@ void write_statements(int writer) {
 }
 
 TEST_F(TraceLog, LinesOfProcessesAndThreadsStayWhole) {
-    test::TraceReader log;
+    test::LogReader log;
     in_processes(kWriters - 2, write_statements);
     std::vector<std::jthread> threads;
     for (const int writer : {kWriters - 2, kWriters - 1})

@@ -19,7 +19,7 @@
 #include "support/bus_call.h"
 #include "support/files.h"
 #include "support/run_program.h"
-#include "support/service_log.h"
+#include "support/log_reader.h"
 
 namespace harbex::test {
 

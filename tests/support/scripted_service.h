@@ -10,7 +10,6 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 namespace harbex::test {
@@ -40,16 +39,21 @@ public:
         bs_stop(service_);
         thread_.join();
         bs_free(service_);
-        current_ = nullptr;
     }
     ScriptedService(const ScriptedService&) = delete;
     void operator=(const ScriptedService&) = delete;
 
     // From now on `method` is answered with `body`, byte for byte. A method without a script is hung up on.
-    void answer(const std::string& method, const std::string& body) { set(method, {Kind::kAnswer, body}); }
-    void hang_up(const std::string& method) { set(method, {Kind::kHangUp, ""}); }
+    void answer(const std::string& method, const std::string& body) {
+        const std::lock_guard lock(mutex_);
+        scripts_[method] = body;
+    }
+    void hang_up(const std::string& method) {
+        const std::lock_guard lock(mutex_);
+        scripts_.erase(method);
+    }
     // No answer until this service ends.
-    void stall(const std::string& method) { set(method, {Kind::kStall, ""}); }
+    void stall(const std::string& method) { answer(method, kStall); }
 
     std::vector<Call> calls() const {
         const std::lock_guard lock(mutex_);
@@ -57,36 +61,24 @@ public:
     }
 
 private:
-    enum class Kind { kHangUp, kAnswer, kStall };
-    struct Script {
-        Kind kind = Kind::kHangUp;
-        std::string body;
-    };
+    static constexpr const char* kStall = "(stalls)";
 
-    void set(const std::string& method, Script script) {
-        const std::lock_guard lock(mutex_);
-        scripts_[method] = std::move(script);
+    static void serve(const char* method, bs_io* io, int fd) {
+        current_->reply(method, io);
+        bs_io_free(io);
+        close(fd);
     }
-
-    Script take(const char* method, bs_io* io) {
+    void reply(const char* method, bs_io* io) {
         size_t length = 0;
         const char* bytes = bs_io_read(io, &length);
         std::unique_lock lock(mutex_);
         calls_.push_back({method, bytes == nullptr ? "" : std::string(bytes, length)});
-        Script script = scripts_[method];
-        if (script.kind == Kind::kStall) ended_.wait(lock, [this] { return ending_; });
-        return script;
-    }
-
-    static void serve(const char* method, bs_io* io, int fd) {
-        const Script script = current_->take(method, io);
-        if (script.kind == Kind::kAnswer) {
-            bs_io_realloc(io, 0);
-            bs_io_write(io, script.body.data(), script.body.size());
-            bs_reply(io);
-        }
-        bs_io_free(io);
-        close(fd);
+        if (!scripts_.contains(method)) return;
+        const std::string body = scripts_[method];
+        if (body == kStall) return ended_.wait(lock, [this] { return ending_; });
+        bs_io_realloc(io, 0);
+        bs_io_write(io, body.data(), body.size());
+        bs_reply(io);
     }
 
     static inline ScriptedService* current_ = nullptr;
@@ -94,9 +86,9 @@ private:
     bs_service* service_ = nullptr;
     mutable std::mutex mutex_;
     std::condition_variable ended_;
-    std::map<std::string, Script> scripts_;  // guarded by mutex_
-    std::vector<Call> calls_;                // guarded by mutex_
-    bool ending_ = false;                    // guarded by mutex_
+    std::map<std::string, std::string> scripts_;  // guarded by mutex_
+    std::vector<Call> calls_;                     // guarded by mutex_
+    bool ending_ = false;                         // guarded by mutex_
     std::thread thread_;
 };
 

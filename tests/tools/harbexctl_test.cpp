@@ -1,7 +1,7 @@
 // harbexctl as people and scripts run it.
 #include <regex>
 
-#include "support/signed_in_nas.h"
+#include "support/nas.h"
 
 namespace harbex::test {
 namespace {

@@ -1,5 +1,5 @@
 // Values that are refused, and the way in and out of an organisation.
-#include "support/signed_in_nas.h"
+#include "support/nas.h"
 
 namespace harbex::test {
 namespace {

@@ -1,5 +1,5 @@
 // Every state of a NAS, made as it comes about, against what harbexctl says of it.
-#include "support/signed_in_nas.h"
+#include "support/nas.h"
 
 namespace harbex::test {
 namespace {
