@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "support/signed_in_nas.h"
+#include "support/nas.h"
 
 namespace harbex::test {
 namespace {
@@ -17,17 +17,13 @@ const std::string kWords =
     "country() { edge_state change '{\"geo\": {\"country_code\": \"'$1'\"}}'; }\n"
     "l2tp FALSE; country TW\n";
 
-std::string document(const std::string& bid, const std::string& l2tp, const std::string& ncsi,
-                     const std::string& region) {
-    return R"(0 {"bid_exist":)" + bid + R"(,"kept":1,"l2tp_status":")" + l2tp + R"(","ncsi":)" + ncsi +
-           R"(,"region":")" + region + R"("})";
-}
-
-constexpr auto check = [] { return on_document(corvane::join_corvane_precheck); };
-
 using Precheck = SignedInNas;
 
 TEST_F(Precheck, DecidesStateByState) {
+    const auto document = [](const char* bid, const char* l2tp, const char* ncsi, const char* region) {
+        return std::string(R"(0 {"bid_exist":)") + bid + R"(,"kept":1,"l2tp_status":")" + l2tp + R"(","ncsi":)" +
+               ncsi + R"(,"region":")" + region + R"("})";
+    };
     const std::string me = "GET /v1.1/me";
     const std::string no_position = "Failed to get latitude or longitude or country";
     const char* const internet = "NetworkService.api.check_access_internet";
@@ -52,13 +48,13 @@ TEST_F(Precheck, DecidesStateByState) {
          document("false", "disabled", "true", "GLB"), true, "",
          "Failed to remove /etc/config/harbex/bid.conf: Directory not empty"},
     };
-    TraceReader log;
+    LogReader log;
     for (const auto& c : cases) {
         begin();
         ASSERT_EQ(0, shell(kWords + c.setup).status) << c.setup;
         std::optional<Fault> fault;
         if (*c.fault != '\0') fault.emplace(c.fault, c.value);
-        EXPECT_EQ(c.expected, check()) << c.setup << c.fault;
+        EXPECT_EQ(c.expected, on_document(corvane::join_corvane_precheck).text()) << c.setup << c.fault;
         EXPECT_EQ(c.identity_kept, std::filesystem::exists(kBidConf)) << c.setup << c.fault;
         EXPECT_EQ(c.requests, requests()) << c.setup << c.fault;
         EXPECT_EQ(c.error, last_error(log)) << c.setup << c.fault;
@@ -66,29 +62,27 @@ TEST_F(Precheck, DecidesStateByState) {
     std::filesystem::remove_all(kBidConf);
 }
 
-std::string position() {
+Outcome position() {
     std::string texts[4] = {"-", "-", "-", "-"};
     const int code = corvane::get_geo_info(texts[0], texts[1], texts[2], texts[3]);
-    return std::to_string(code) + " " + texts[0] + " " + texts[1] + " " + texts[2] +
-           (texts[3] == "-" ? " unplaced" : "");
+    return {code, texts[0] + " " + texts[1] + " " + texts[2] + (texts[3] == "-" ? " unplaced" : "")};
 }
 
 TEST_F(Precheck, ReadsThePosition) {
     shell("rm -f /var/log/scripts.log");
-    EXPECT_EQ("0 25.033 121.565 TW", position());
+    EXPECT_EQ("0 25.033 121.565 TW", position().text());
     EXPECT_EQ("vellum_cli -x 13 -e\nvellum_cli -g 203.0.113.77\n", read_text("/var/log/scripts.log"));
-    const std::string none = "60 - - -";  // but the address is known
+    const std::string none = "- - -";  // but the address is known
     const std::string missing = "Failed to get latitude or longitude or country";
-    expect_faults(kTool, position,
-                  {
-                      {R"(body:{"result":{"latitude":0.00001234567,"longitude":-121,"country_code":""}})",
-                       "0 1.23457e-05 -121 ", ""},
-                      {R"(body:{"result":{"latitude":"25","longitude":1.5,"country_code":"TW"}})", none, missing},
-                      {R"(body:{"result":{"latitude":25,"longitude":1.5,"country_code":null}})", none, missing},
-                      {R"(body:{"result":[]})", none, "Failed to get result"},
-                      {"body:{", none, ""},
-                      {"exit:3", "60 - - - unplaced", "Failed to get real wan ip"},
-                  });
+    const auto place = [](const std::string& members) { return R"(body:{"result":{)" + members + "}}"; };
+    expect_faults(
+        kTool, position,
+        {{place(R"("latitude":0.00001234567,"longitude":-121,"country_code":"")"), 0, "1.23457e-05 -121 ", ""},
+         {place(R"("latitude":"25","longitude":1.5,"country_code":"TW")"), 60, none, missing},
+         {place(R"("latitude":25,"longitude":1.5,"country_code":null)"), 60, none, missing},
+         {R"(body:{"result":[]})", 60, none, "Failed to get result"},
+         {"body:{", 60, none, ""},
+         {"exit:3", 60, "- - - unplaced", "Failed to get real wan ip"}});
 }
 
 }  // namespace

@@ -1,13 +1,15 @@
 #include "corvane/cloud/status.h"
 
-#include "support/signed_in_nas.h"
+#include "support/nas.h"
 
 namespace harbex::test {
 namespace {
 
 using Status = SignedInNas;
 
-constexpr auto status = [] { return on_document(corvane::get_corvane_status); };
+std::string status() {
+    return on_document(corvane::get_corvane_status).text();
+}
 
 std::string document(const std::string& numbers, const std::string& router, const std::string& supernode,
                      const std::string& address, const std::string& missing) {
