@@ -2,33 +2,33 @@
 
 #include <openssl/evp.h>
 
-#include "common/json_owner.h"
+#include <memory>
+#include <thread>
+
 #include "common/openssl.h"
-#include "corvane/device/settings.h"
+#include "corvane/device/credentials.h"
 #include "service_nas.h"
-#include "support/reply_rows.h"
 
 namespace harbex::test {
 namespace {
 
 constexpr const char* kRefreshPath = "cloud:/oauth2/refresh";
 const std::string kNoTokens = "access_token or refresh_token not found or invalid";
+const std::string kNotGot = "Failed to get cloud token";
+const std::string kNotRefreshed = "Failed to refresh cloud token";
 
 TEST(CloudToken, IsValidUntilItsTime) {
-    constexpr int64_t kNow = 1'800'000'000;
     const struct {
-        const char* name;
         const char* token;
         bool valid;
     } cases[] = {
-        {"a second left", "va1.abc.1800000001", true},      {"ends now", "va1.abc.1800000000", false},
-        {"the last point counts", "1800000001.5", false},   {"no point: all of it", "1800000001", true},
-        {"beyond 32 bits", "t.4294967296000", true},        {"nothing behind the point", "va1.1800000001.", false},
-        {"a number and more", "va1. +1800000001s", true},   {"beyond 64 bits", "va1.99999999999999999999", true},
-        {"below them", "va1.-99999999999999999999", false}, {"no number", "va1.soon", false},
+        {"va1.abc.1800000001", true}, {"va1.abc.1800000000", false},      {"1800000001.5", false},
+        {"1800000001", true},         {"t.4294967296000", true},          {"va1.1800000001.", false},
+        {"va1. +1800000001s", true},  {"va1.99999999999999999999", true}, {"va1.-99999999999999999999", false},
+        {"va1.soon", false},
     };
     for (const auto& c : cases)
-        EXPECT_EQ(service::is_cloud_token_valid(c.token, kNow), c.valid) << c.name;
+        EXPECT_EQ(service::is_cloud_token_valid(c.token, 1'800'000'000), c.valid) << c.token;
 }
 
 // The encoded answer of a sign-in as the cloud makes it, for any plaintext of whole blocks (filled up with zero
@@ -48,22 +48,19 @@ std::string seal(std::string plain) {
                       static_cast<int>(plain.size()));
     return openssl::base64_encode(vector + sealed);
 }
-
 std::string tokens(const std::string& access, const std::string& refresh) {
     return R"({"access_token": ")" + access + R"(", "refresh_token": ")" + refresh + R"("})";
 }
-
 std::string save_request(const std::string& encoded) {
-    const JsonOwner request(json_pack("{s:s}", "oauth_response_encoded", encoded.c_str()));
-    return json_dump_text(request.get(), 0);
+    return R"({"oauth_response_encoded": ")" + encoded + R"("})";
+}
+std::string renewal(const std::string& plain) {
+    return R"(body:{"result": ")" + seal(plain) + R"("})";
 }
 
 class CloudTokens : public ServiceNas {
 protected:
-    // "ACCESS REFRESH" as stored.
-    static std::string stored() {
-        return setting(kBidConf, "VELLUM_TOKEN") + " " + setting(kBidConf, "VELLUM_REFRESH_TOKEN");
-    }
+    static std::string both() { return vellum_token() + " " + stored(kBidConf, "VELLUM_REFRESH_TOKEN"); }
 };
 
 TEST_F(CloudTokens, SaveAndHandOut) {
@@ -71,176 +68,180 @@ TEST_F(CloudTokens, SaveAndHandOut) {
     encoded.pop_back();
     const std::string access = newest_token("access_tokens");
     const std::string refresh = newest_token("refresh_tokens");
-    const Outcome saved = call("Save_cloudtoken", save_request(encoded));
-    EXPECT_EQ(saved.reply, success(R"("")"));
-    const std::string plain =
-        R"({"access_token":")" + access + R"(","refresh_token":")" + refresh + R"(","token_type":"bearer"})";
-    EXPECT_EQ(saved.lines, (std::vector<std::string>{
-                               "UNKNOWN oauth_response_encoded: " + encoded,
-                               "UNKNOWN plaintext: " + plain,
-                               "UNKNOWN access_token: " + access,
-                               "UNKNOWN refresh_token: " + refresh,
-                           }));
-    EXPECT_EQ(stored(), access + " " + refresh);
-
-    const Outcome got = call("Get_cloudtoken", "whatever");
-    EXPECT_EQ(got.reply, success("\"" + access + "\""));
-    EXPECT_EQ(got.lines, std::vector<std::string>());
-    EXPECT_EQ(cloud_requests(), std::vector<std::string>()) << "a valid token needs no cloud";
+    const Answer saved = call("Save_cloudtoken", save_request(encoded));
+    EXPECT_EQ(saved.reply, envelope(kSuccess, quoted("")));
+    EXPECT_EQ(saved.lines, "UNKNOWN oauth_response_encoded: " + encoded +
+                               "\nUNKNOWN plaintext: {\"access_token\":\"" + access + "\",\"refresh_token\":\"" +
+                               refresh + "\",\"token_type\":\"bearer\"}\nUNKNOWN access_token: " + access +
+                               "\nUNKNOWN refresh_token: " + refresh);
+    EXPECT_EQ(both(), access + " " + refresh);
+    const Answer got = call("Get_cloudtoken", "whatever");
+    EXPECT_EQ(got.reply + got.lines + requests(), envelope(kSuccess, quoted(access)));
 }
 
-TEST_F(CloudTokens, SaveRefusesMalformedRequests) {
+TEST_F(CloudTokens, SaveRefuses) {
     const std::string nothing = "Failed to read oauth response encoded";
     const std::string no_json = "Failed to parse JSON for oauth_response_encoded";
     const std::string missing = "Missing or invalid oauth_response_encoded";
-    expect_rows("Save_cloudtoken",
-                {
-                    {"nothing", "", refusal(1010, nothing), {nothing}},
-                    {"no JSON", "oauth", refusal(1003, no_json), {no_json}},
-                    {"no object", R"(["oauth_response_encoded"])", refusal(1003, missing), {missing}},
-                    {"a number", R"({"oauth_response_encoded": 5})", refusal(1003, missing), {missing}},
-                });
-}
-
-TEST_F(CloudTokens, SaveRefusesMalformedAnswers) {
-    const std::string refused = refusal(1010, "Failed to save cloud token");
+    const std::string failed = "Failed to save cloud token";
     const auto base64 = [](size_t bytes) { return save_request(openssl::base64_encode(std::string(bytes, 'x'))); };
     const auto sealed = [](const std::string& plain) { return save_request(seal(plain)); };
     const std::string good = tokens("a.1", "r");
     const std::string filled = good + std::string(16 - good.size() % 16, '\4');
-    set_setting(kBidConf, "VELLUM_TOKEN", "before.1");
-    expect_rows("Save_cloudtoken",
-                {
-                    {"no Base64", save_request("%%%%"), refused, {"Invalid ciphertext length 0"}},
-                    {"not whole blocks", base64(47), refused, {"Invalid ciphertext length 47"}},
-                    {"a vector and no text", base64(16), refused, {"Failed to parse JSON: " + parser_text("")}},
-                    {"filled with other bytes",
-                     sealed(filled),
-                     refused,
-                     {"Failed to parse JSON: " + parser_text((good + "\4").c_str())}},
-                    {"no access token", sealed(R"({"refresh_token": "r"})"), refused, {kNoTokens}},
-                    {"no refresh token", sealed(R"({"access_token": "a.1"})"), refused, {kNoTokens}},
-                    {"two lines",
-                     sealed(tokens(R"(a\nVELLUM_REFRESH_TOKEN = b)", "r")),
-                     refused,
-                     {"Failed to set VELLUM_TOKEN"}},
-                });
-    const std::string with_rest = sealed(good + std::string(1, '\0') + "and more");
-    expect_call("text behind a zero byte", "Save_cloudtoken", with_rest, success(R"("")"), {});
-    EXPECT_EQ(stored(), "a.1 r");
-    const FailingSetting tool("setcfg", "VELLUM_REFRESH_TOKEN");
-    expect_call("stays half done", "Save_cloudtoken", sealed(tokens("b.2", "s")), refused,
-                {"Failed to set VELLUM_REFRESH_TOKEN"});
-    EXPECT_EQ(stored(), "b.2 r");
+    expect_requests("Save_cloudtoken",
+                    {{"", 1010, nothing, nothing},
+                     {"oauth", 1003, no_json, no_json},
+                     {R"(["oauth_response_encoded"])", 1003, missing, missing},
+                     {R"({"oauth_response_encoded": 5})", 1003, missing, missing},
+                     {save_request("%%%%"), 1010, failed, "Invalid ciphertext length 0"},
+                     {base64(47), 1010, failed, "Invalid ciphertext length 47"},
+                     {base64(16), 1010, failed, "Failed to parse JSON: " + parser_text("")},
+                     {sealed(filled), 1010, failed, "Failed to parse JSON: " + parser_text(good + "\4")},
+                     {sealed(R"({"refresh_token": "r"})"), 1010, failed, kNoTokens},
+                     {sealed(R"({"access_token": "a.1"})"), 1010, failed, kNoTokens},
+                     {sealed(tokens(R"(a\nb = c)", "r")), 1010, failed, "Failed to set VELLUM_TOKEN"}});
+    const std::string with_rest = good + std::string(1, '\0') + "and more";
+    expect_call("Save_cloudtoken", sealed(with_rest), {"text behind a zero byte", kSuccess, quoted(""), ""});
+    EXPECT_EQ(both(), "a.1 r");
+    const Broken tool(kSetcfg, "VELLUM_REFRESH_TOKEN");
+    expect_call("Save_cloudtoken", sealed(tokens("b.2", "s")),
+                {"stays half done", 1010, failed, "Failed to set VELLUM_REFRESH_TOKEN"});
+    EXPECT_EQ(both(), "b.2 r");
 }
 
 TEST_F(CloudTokens, ExpiredTokenIsRenewed) {
     const std::string old_token = sign_nas_in("--expires-in -1");
-    const std::string old_refresh = setting(kBidConf, "VELLUM_REFRESH_TOKEN");
-    const Outcome outcome = call("Get_cloudtoken");
-    const std::string token = setting(kBidConf, "VELLUM_TOKEN");
+    const std::string old_refresh = stored(kBidConf, "VELLUM_REFRESH_TOKEN");
+    const Answer answer = call("Get_cloudtoken");
+    const std::string token = vellum_token();
     EXPECT_NE(token, old_token);
-    EXPECT_EQ(outcome.reply, success("\"" + token + "\""));
-    ASSERT_EQ(outcome.lines.size(), 5U);
-    EXPECT_EQ(outcome.lines.front(), "DEBUG vellum_token is expired, need to be refreshed");
-    EXPECT_EQ(outcome.lines.back(), "UNKNOWN Refresh cloud token successfully");
-    const std::string body =
-        "app_id=" + corvane::get_app_id() + "&provider=" + corvane::get_provider() + "&refresh_token=" + old_refresh;
-    EXPECT_EQ(cloud_requests(), std::vector<std::string>{"POST auth-connector.harbex.example/oauth2/refresh\n"
-                                                         "Host: auth-connector.harbex.example\n"
-                                                         "Accept: */*\n"
-                                                         "Content-Type: application/x-www-form-urlencoded\n"
-                                                         "Content-Length: " +
-                                                         std::to_string(body.size()) + "\n\n" + body});
+    EXPECT_EQ(answer.reply, envelope(kSuccess, quoted(token)));
+    EXPECT_TRUE(answer.lines.starts_with("DEBUG vellum_token is expired, need to be refreshed\nUNKNOWN plaintext: "));
+    EXPECT_TRUE(answer.lines.ends_with("\nUNKNOWN Refresh cloud token successfully")) << answer.lines;
+    const std::string request =
+        "POST auth-connector.harbex.example/oauth2/refresh\nContent-Type: "
+        "application/x-www-form-urlencoded\napp_id=" +
+        corvane::get_app_id() + "&provider=" + corvane::get_provider() + "&refresh_token=";
+    EXPECT_EQ(request_texts(), std::vector{request + old_refresh});
 
-    // Valid or not, this one renews.
-    expect_call("valid", "Refresh_cloudtoken", "", success(R"("")"), {});
-    EXPECT_NE(setting(kBidConf, "VELLUM_TOKEN"), token);
-    EXPECT_EQ(cloud_requests().size(), 1U);
-}
-
-TEST_F(CloudTokens, RefreshTokenIsSentAsItIs) {
-    for (const std::string token : {"a+b/c==&d=%20 e", ""}) {
-        set_setting(kBidConf, "VELLUM_REFRESH_TOKEN", token);
-        expect_call("sent", "Refresh_cloudtoken", "", refusal(1010, "Failed to refresh cloud token"),
-                    {"Failed to call refresh API"});
-        const auto requests = cloud_requests();
-        ASSERT_EQ(requests.size(), 1U);
-        EXPECT_TRUE(requests[0].ends_with("&refresh_token=" + token)) << requests[0];
-    }
+    // Valid or not, this one renews, and it sends what is stored as it is.
+    expect_call("Refresh_cloudtoken", "", {"valid", kSuccess, quoted(""), ""});
+    EXPECT_NE(vellum_token(), token);
+    (void)requests();
+    set_setting(kBidConf, "VELLUM_REFRESH_TOKEN", "a+b/c==&d=%20 e");
+    expect_call("Refresh_cloudtoken", "", {"odd", 1010, kNotRefreshed, "Failed to call refresh API"});
+    EXPECT_EQ(request_texts(), std::vector{request + "a+b/c==&d=%20 e"});
 }
 
 TEST_F(CloudTokens, RenewalThatFails) {
-    const std::string refused = refusal(1010, "Failed to refresh cloud token");
-    const auto result = [](const std::string& plain) { return R"(body:{"result": ")" + seal(plain) + R"("})"; };
+    set_setting(kBidConf, "VELLUM_TOKEN", "");
+    expect_requests("Get_cloudtoken", {{"never signed in", 1010, kNotGot, "vellum_token is empty"}});
     sign_nas_in("--expires-in -1");
     expect_faults(kRefreshPath, "Refresh_cloudtoken", "",
-                  {
-                      {"out of order",
-                       result(tokens("a.1", "r")).replace(0, 5, "status:500,body:"),
-                       refused,
-                       {"Failed to call refresh API"}},
-                      {"no JSON", "body:<html>", refused, {"Failed to parse JSON: " + parser_text("<html>")}},
-                      {"a number", R"(body:{"result": 5})", refused, {"No 'result' string in refresh response"}},
-                      {"no tokens", result("{}"), refused, {kNoTokens, "Failed to save cloud token"}},
-                  });
-}
-
-TEST_F(CloudTokens, SettingsThatFail) {
-    const std::string refused = refusal(1010, "Failed to get cloud token");
-    expect_call("never signed in", "Get_cloudtoken", "", refused, {"vellum_token is empty"});
-    {
-        const FailingSetting tool("getcfg", "VELLUM_TOKEN");
-        expect_call("token", "Get_cloudtoken", "", refused, {"Failed to get vellum_token"});
-    }
-    sign_nas_in("--expires-in -1");
-    {
-        const FailingSetting tool("getcfg", "VELLUM_REFRESH_TOKEN");
-        expect_call("refresh token", "Get_cloudtoken", "", refused,
-                    {"Failed to get refresh token", "Failed to refresh vellum_token"});
-    }
-    {
-        const FailingSetting tool("setcfg");
-        expect_call("storing", "Get_cloudtoken", "", refused,
-                    {"Failed to set VELLUM_TOKEN", "Failed to save cloud token", "Failed to refresh vellum_token"});
-    }
+                  {{"status:500", 1010, kNotRefreshed, "Failed to call refresh API"},
+                   {"body:<", 1010, kNotRefreshed, "Failed to parse JSON: " + parser_text("<")},
+                   {R"(body:{"result": 5})", 1010, kNotRefreshed, "No 'result' string in refresh response"},
+                   {renewal("{}"), 1010, kNotRefreshed, kNoTokens + "\nFailed to save cloud token"}});
+    const std::string end = "\nFailed to refresh vellum_token";
+    expect_faults(kGetcfg, "Get_cloudtoken", "",
+                  {{"VELLUM_TOKEN", 1010, kNotGot, "Failed to get vellum_token"},
+                   {"VELLUM_REFRESH_TOKEN", 1010, kNotGot, "Failed to get refresh token" + end}});
+    expect_faults(kSetcfg, "Get_cloudtoken", "",
+                  {{"*", 1010, kNotGot, "Failed to set VELLUM_TOKEN\nFailed to save cloud token" + end}});
     // The second reading is judged like the first, but for its time.
-    const auto renewed_as = [&](const std::string& access) {
+    const Row renewed[] = {{"", 1010, kNotGot, "vellum_token is empty"},
+                           {"expired.1", kSuccess, quoted("expired.1"), ""}};
+    for (const Row& row : renewed) {
         set_setting(kBidConf, "VELLUM_TOKEN", "old.1");
-        return Fault(kRefreshPath, R"(body:{"result": ")" + seal(tokens(access, "r")) + R"("})");
-    };
-    {
-        const Fault fault = renewed_as("");
-        expect_call("renewed to nothing", "Get_cloudtoken", "", refused, {"vellum_token is empty"});
+        const Broken cloud(kRefreshPath, renewal(tokens(row.given, "r")));
+        expect_call("Get_cloudtoken", "", row);
     }
-    const Fault fault = renewed_as("expired.1");
-    expect_call("renewed, expired again", "Get_cloudtoken", "", success(R"("expired.1")"), {});
-    EXPECT_EQ(stored(), "expired.1 r");
+    EXPECT_EQ(both(), "expired.1 r");
 }
 
-TEST_F(CloudTokens, CallersShareOneRenewal) {
+// A renewal of the account token that has begun goes on once this ends.
+class Renewing {
+public:
+    Renewing() { std::filesystem::remove("/tmp/sign"); }
+    void end() const { write_text("/tmp/sign", ""); }
+
+private:
+    const ReplacedTool tool_{kGetcfg,
+                             "[ $2 != VELLUM_REFRESH_TOKEN ] || until [ -e /tmp/sign ]; do sleep 0.05; done\n"
+                             "exec /sbin/getcfg.replaced \"$@\""};
+};
+
+class Renewals : public ServiceNas {
+protected:
+    // The reply of Get_corvanetoken for an organisation, of Get_cloudtoken for none.
+    static std::string ask(const std::string& organisation) {
+        if (organisation.empty()) return bus_call(kDaemonService, "Get_cloudtoken", "", 20).text;
+        return bus_call(kDaemonService, "Get_corvanetoken", R"({"orgId": ")" + organisation + R"("})", 20).text;
+    }
+    bool is_logged(const std::string& line) {
+        std::vector<std::string> lines;
+        return wait_for_line(log(), line, lines);
+    }
+    // As many callers as the daemon has workers at most; the first is in its turn before the others come. The
+    // replies.
+    std::vector<std::string> ask_together(const std::vector<std::string>& organisations) {
+        const Renewing renewing;
+        std::vector<std::string> replies(organisations.size());
+        std::vector<std::jthread> callers;
+        for (size_t i = 0; i < replies.size(); i++) {
+            (void)log().lines();
+            callers.emplace_back([&, i] { replies[i] = ask(organisations[i]); });
+            EXPECT_TRUE(i == 0 ? is_logged("DEBUG vellum_token is expired, need to be refreshed")
+                               : wait_until([&] { return !log().lines().empty(); }));
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));  // from their lines to their wait
+        renewing.end();
+        callers.clear();
+        return replies;
+    }
+};
+
+TEST_F(Renewals, AreSharedByThoseWhoWait) {
+    const std::string refresh = "POST /oauth2/refresh";
+    const std::string login = "\nPOST /cvnms/nmsuser/api/v1/edge/login";
     const struct {
-        const char* name;
-        const char* end;
-        size_t callers;  // whoever comes later than the four workers have room for finds the new token
+        std::vector<std::string> organisations;
+        const char* cloud;  // what it answers to a refresh
+        std::string requests;
     } cases[] = {
-        {"that fails", "exit 1", 4},
-        {"that succeeds", "exec /sbin/setcfg.replaced \"$@\"", 8},
+        {{"org-7f3a1c", "", "org-7f3a1c", ""}, "delay:0", refresh + login},
+        {{"org-0", "org-0", "org-7f3a1c"}, "delay:0", refresh + login + login},  // not for another organisation
+        {{"", "", "", ""}, "status:500", refresh},
     };
     for (const auto& c : cases) {
         sign_nas_in("--expires-in -1");
-        const std::string old_token = setting(kBidConf, "VELLUM_TOKEN");
-        (void)cloud_requests();
-        const ReplacedTool tool("/sbin/setcfg", std::string(kGate) + "\n" + c.end);
-        const auto replies = call_together("Get_cloudtoken", std::vector<std::string>(c.callers),
-                                           "DEBUG vellum_token is expired, need to be refreshed");
-        EXPECT_EQ(cloud_requests().size(), 1U) << c.name;
-        const std::string token = setting(kBidConf, "VELLUM_TOKEN");
-        const std::string expected =
-            token == old_token ? refusal(1010, "Failed to get cloud token") : success("\"" + token + "\"");
-        EXPECT_EQ(token == old_token, c.callers == 4) << c.name;
-        EXPECT_EQ(replies, std::vector<std::string>(c.callers, expected)) << c.name;
+        set_setting(kCorvaneConf, "CORVANE_TOKEN_LAST_SEEN", "0");
+        const Broken cloud(kRefreshPath, c.cloud);
+        const auto replies = ask_together(c.organisations);
+        EXPECT_EQ(requests(), c.requests);
+        for (size_t i = 0; i < replies.size(); i++) {
+            const std::string& organisation = c.organisations[i];
+            const bool good = organisation != "org-0" && c.cloud[0] == 'd';
+            const std::string name = organisation.empty() ? kNotGot : "Failed to get corvane token";
+            const std::string token = organisation.empty() ? vellum_token() : corvane_token();
+            EXPECT_EQ(replies[i], good ? envelope(kSuccess, quoted(token)) : envelope(1010, name))
+                << organisation << i;
+        }
     }
+}
+
+TEST_F(Renewals, HoldUpNobodyWithAGoodToken) {
+    sign_nas_in("--expires-in -1");
+    set_setting(kCorvaneConf, "CORVANE_TOKEN_LAST_SEEN", "0");
+    const Renewing renewing;
+    const std::jthread held_up([] { (void)ask("org-7f3a1c"); });
+    EXPECT_TRUE(is_logged("DEBUG vellum_token is expired, need to be refreshed"));  // in both turns
+    set_setting(kBidConf, "VELLUM_TOKEN", "good.4000000000");
+    set_setting(kCorvaneConf, "CORVANE_TOKEN", "fresh");
+    set_setting(kCorvaneConf, "CORVANE_TOKEN_LAST_SEEN", "4000000000");
+    EXPECT_EQ(ask(""), envelope(kSuccess, quoted("good.4000000000")));
+    EXPECT_EQ(ask("org-7f3a1c"), envelope(kSuccess, quoted("fresh")));
+    renewing.end();
 }
 
 }  // namespace

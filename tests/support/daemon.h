@@ -1,31 +1,27 @@
 // The real daemon, started, watched and stopped from outside, with what it wrote to its log.
 #pragma once
 
-#include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
-#include <sys/prctl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <functional>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "support/bus_call.h"
-#include "support/files.h"
-#include "support/run_program.h"
 #include "support/log_reader.h"
+#include "support/run_program.h"
 
 namespace harbex::test {
 
 inline constexpr const char* kDaemonService = "harbex_network_service";
+inline constexpr const char* kDaemonProgram = "/opt/harbex/bin/harbex_network_service";
+inline constexpr const char* kDaemonLog = "/opt/harbex/var/log/harbex_network_service.log";
 inline constexpr const char* kPidFile = "/var/run/network/harbex_network_service.pid";
-inline constexpr const char* kRegistry = "/etc/config/bpkg.conf";
 
 inline bool wait_until(const std::function<bool()>& condition,
                        std::chrono::seconds limit = std::chrono::seconds(60)) {
@@ -37,71 +33,19 @@ inline bool wait_until(const std::function<bool()>& condition,
     return true;
 }
 
-inline std::string install_path() {
-    std::string path = run_program({"/sbin/getcfg", "Harbex", "Install_Path", "-f", kRegistry}).out;
-    path.erase(path.find_last_not_of('\n') + 1);
-    return path;
-}
-
-inline std::string daemon_program() {
-    static const std::string program = install_path() + "/bin/harbex_network_service";
-    return program;
-}
-
-inline std::string daemon_log() {
-    static const std::string log = install_path() + "/var/log/harbex_network_service.log";
-    return log;
-}
-
 // True once the daemon answers. The question reaches no method, so that it leaves no line in the log.
 inline bool answers() {
     return bus_call(kDaemonService, "?", "", 5).result == BS_CALL_OK;
 }
 
-// What the service log gained since a reader was made or last asked; each line as "LEVEL message", without its time.
-class ServiceLogReader {
-public:
-    explicit ServiceLogReader(std::string path = daemon_log()) : path_(std::move(path)) { (void)lines(); }
-
-    std::vector<std::string> lines() {
-        const std::string text = read_text(path_);
-        if (text.size() < position_) position_ = 0;  // rotated
-        const std::string gained = text.substr(position_);
-        position_ = text.size();
-        return log_lines(gained);
-    }
-
-    // What it gains until one of the lines is `last`: the daemon logs on after it has replied.
-    std::vector<std::string> lines_until(const std::string& last,
-                                         std::chrono::seconds limit = std::chrono::seconds(60)) {
-        std::vector<std::string> found;
-        const auto take = [&] {
-            for (std::string& line : lines())
-                found.push_back(std::move(line));
-            return std::find(found.begin(), found.end(), last) != found.end();
-        };
-        wait_until(take, limit);
-        return found;
-    }
-
-    // The first call that finds its method reopens the log behind its reply, and lines are dropped meanwhile. Returns
-    // when that is over, the lines so far read. For a network manager that is absent or hangs up.
-    bool settle() {
-        const std::string last = "ERROR method: Get_port_status Callback failed, Ret: 1004";
-        int calls = 0;
-        return wait_until([&] {
-            (void)bus_call(kDaemonService, "Get_port_status");
-            const bool whole = lines_until(last, std::chrono::seconds(1)).size() == kLinesOfAFailure;
-            return whole && calls++ > 0;
-        });
-    }
-
-private:
-    static constexpr size_t kLinesOfAFailure = 7;
-
-    std::string path_;
-    size_t position_ = 0;
-};
+// Adds to `lines` until the last begins with `head`: the daemon logs on after it has replied.
+inline bool wait_for_line(LogReader& log, const std::string& head, std::vector<std::string>& lines) {
+    return wait_until([&] {
+        for (std::string& line : log.lines())
+            lines.push_back(std::move(line));
+        return !lines.empty() && lines.back().starts_with(head);
+    });
+}
 
 // A daemon in the foreground. Ended with SIGTERM at the latest at the end of the scope.
 class Daemon {
@@ -109,7 +53,7 @@ public:
     explicit Daemon(void (*prepare)() = nullptr)
         : out_(memfd_create("out", MFD_CLOEXEC)),
           err_(memfd_create("err", MFD_CLOEXEC)),
-          pid_(start_program({daemon_program(), "foreground"}, out_, err_, prepare)) {
+          pid_(start_program({kDaemonProgram, "foreground"}, out_, err_, prepare)) {
         serving_ = wait_until([this] { return answers() || has_ended(); }) && !has_ended();
     }
     ~Daemon() {
@@ -126,6 +70,21 @@ public:
     size_t open_descriptors() const {
         const std::filesystem::directory_iterator entries(proc("fd"));
         return static_cast<size_t>(std::distance(begin(entries), end(entries)));
+    }
+
+    // The first call that finds its method reopens the log behind its reply, and lines are dropped meanwhile. Waits
+    // until a later one has left all its lines: for a minute the log is whole.
+    bool settle_log() const {
+        constexpr size_t kLinesOfFlush = 3;
+        const std::string rotated = std::string(kDaemonLog) + ".lock";
+        std::filesystem::remove(rotated);
+        LogReader log(kDaemonLog);
+        return wait_until([&] {
+            const bool reopening = std::filesystem::exists(rotated);
+            (void)log.lines();
+            (void)bus_call(kDaemonService, "Flush_timeout");
+            return reopening && log.lines().size() == kLinesOfFlush;
+        });
     }
 
     // Sends `signo` (0: only waits) and waits for the end.
@@ -146,33 +105,6 @@ private:
     int err_;
     pid_t pid_;
     bool serving_ = false;
-};
-
-// A daemon in the background; it becomes a child of this program, so that its exit status can be had.
-class BackgroundDaemon {
-public:
-    BackgroundDaemon() {
-        prctl(PR_SET_CHILD_SUBREAPER, 1);
-        starter_ = run_program({daemon_program()});
-        if (starter_.status == 0 && wait_until(answers)) pid_ = std::atoi(read_text(kPidFile).c_str());
-    }
-    ~BackgroundDaemon() {
-        if (pid_ > 0) (void)stop();
-        prctl(PR_SET_CHILD_SUBREAPER, 0);
-    }
-    BackgroundDaemon(const BackgroundDaemon&) = delete;
-    void operator=(const BackgroundDaemon&) = delete;
-
-    const Finished& starter() const { return starter_; }
-    pid_t pid() const { return pid_; }
-    int stop(int signo = SIGTERM) {
-        ::kill(pid_, signo);
-        return wait_for(std::exchange(pid_, -1));
-    }
-
-private:
-    Finished starter_;
-    pid_t pid_ = -1;
 };
 
 }  // namespace harbex::test
