@@ -17,21 +17,15 @@ namespace {
 
 using test::read_text;
 
-// An argument vector of the shell.
-class Script {
-public:
-    explicit Script(std::string text) : text_(std::move(text)) {}
-    Script(const Script&) = delete;
-    operator char* const*() const { return argv_; }
-
-private:
-    std::string text_;
-    char shell_[8] = "/bin/sh", option_[3] = "-c";
-    char* const argv_[4] = {shell_, option_, text_.data(), nullptr};
+// An argument vector, as a rule of the shell.
+struct Program {
+    std::vector<const char*> words;
+    operator char* const*() const { return const_cast<char* const*>(words.data()); }
 };
-
-char missing_program[] = "/no/such/program";
-char* const kMissing[] = {missing_program, nullptr};
+Program script(const std::string& text) {
+    return {{"/bin/sh", "-c", text.c_str(), nullptr}};
+}
+const Program kMissing{{"/no/such/program", nullptr}};
 
 // A child that has ended, not waited for.
 pid_t ended_child(const std::function<void()>& end) {
@@ -96,7 +90,7 @@ TEST_F(Exec, VpnScriptsFailureIsOnlyLogged) {
 
 // A started program finds /dev/null on its three streams, "/", umask 0, and no signal blocked or ignored.
 TEST_F(Exec, StartedProgramsSurroundings) {
-    const std::string script = "s=$(readlink /proc/$$/fd/0 /proc/$$/fd/1 /proc/$$/fd/2); exec > " + file_ +
+    const std::string report = "s=$(readlink /proc/$$/fd/0 /proc/$$/fd/1 /proc/$$/fd/2); exec > " + file_ +
                                ".part; echo \"$s\"; pwd; umask; grep -E 'Sig(Blk|Ign)' /proc/self/status; " + keep_;
     const std::string expected =
         "/dev/null\n/dev/null\n/dev/null\n/\n0000\nSigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n";
@@ -110,7 +104,7 @@ TEST_F(Exec, StartedProgramsSurroundings) {
                 ::signal(SIGPIPE, SIG_IGN);
                 for (int fd = 0; fd <= 2 && closed_streams; ++fd)
                     ::close(fd);
-                ::_exit(start(Script(script)));
+                ::_exit(start(script(report)));
             }
             EXPECT_EQ(test::wait_for(child), 0);
             EXPECT_EQ(awaited_text(file_), expected) << (start == foreground) << closed_streams;
@@ -119,7 +113,7 @@ TEST_F(Exec, StartedProgramsSurroundings) {
 }
 
 TEST_F(Exec, BackgroundLeavesAnOrphan) {
-    EXPECT_EQ(background(Script("echo $$ > " + file_ + ".part; " + keep_ + "exec sleep 600")), NO_ERROR);
+    EXPECT_EQ(background(script("echo $$ > " + file_ + ".part; " + keep_ + "exec sleep 600")), NO_ERROR);
     EXPECT_FALSE(has_children());
     EXPECT_EQ(::kill(std::stoi("0" + awaited_text(file_)), SIGKILL), 0) << "it runs";
     EXPECT_EQ(background(kMissing), NO_ERROR);
@@ -127,7 +121,6 @@ TEST_F(Exec, BackgroundLeavesAnOrphan) {
 
 // The wait is for any child of the process group: one that ended before is the one it meets.
 TEST_F(Exec, BackgroundTakesTheFirstEndedChildForItsOwn) {
-    const Script program("exit 0");
     const struct {
         std::function<void()> end;
         int result;
@@ -138,7 +131,7 @@ TEST_F(Exec, BackgroundTakesTheFirstEndedChildForItsOwn) {
     };
     for (const auto& c : cases) {
         (void)ended_child(c.end);
-        EXPECT_EQ(background(program), c.result);
+        EXPECT_EQ(background(script("exit 0")), c.result);
         EXPECT_FALSE(has_children()) << c.result;
     }
     // In another process group: not met, still there to wait for.
@@ -146,18 +139,18 @@ TEST_F(Exec, BackgroundTakesTheFirstEndedChildForItsOwn) {
         ::setpgid(0, 0);
         ::_exit(3);
     });
-    EXPECT_EQ(background(program), NO_ERROR);
+    EXPECT_EQ(background(script("exit 0")), NO_ERROR);
     EXPECT_EQ(::waitpid(stranger, nullptr, 0), stranger);
 }
 
 TEST_F(Exec, ForegroundWaitsAndPausesAfterSuccess) {
-    EXPECT_EQ(foreground(Script("exit 3")), ERR_BACKGROUND_PROCESS);
+    EXPECT_EQ(foreground(script("exit 3")), ERR_BACKGROUND_PROCESS);
     EXPECT_EQ(foreground(kMissing), ERR_BACKGROUND_PROCESS);
 
     // It waits for its own child, not for another one that ended.
     const pid_t other = ended_child([] { ::_exit(3); });
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(foreground(Script("sleep 0.1; echo done > " + file_)), NO_ERROR);
+    EXPECT_EQ(foreground(script("sleep 0.1; echo done > " + file_)), NO_ERROR);
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1100));
     EXPECT_EQ(read_text(file_), "done\n");
     EXPECT_EQ(::waitpid(other, nullptr, 0), other);
