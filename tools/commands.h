@@ -7,6 +7,8 @@ namespace harbex::tools {
 
 Outcome status(Call& call);
 Outcome wait_for(Call& call);
+Outcome doctor(Call& call);
+Outcome metrics(Call& call);
 Outcome precheck(Call& call);
 Outcome internet(Call& call);
 

@@ -21,9 +21,10 @@ struct Words {
 // What the commands can end with.
 constexpr Words kWords[] = {
     {NO_ERROR, "done", Ending::kDone},
-    {ERR_GENERAL, "something unforeseen happened", Ending::kInternal},
+    {ERR_GENERAL, "something is not as it should be", Ending::kInternal},
     {ERR_NO_TYPE, "the setting cannot be stored", Ending::kLocalFile},
     {ERR_UNKNOWN_OPTION, "the value is refused", Ending::kFailed},
+    {ERR_VALUE, "the value is refused", Ending::kFailed},
     {ERR_REGULAR_FILE, "the file cannot be read", Ending::kLocalFile},
     {ERR_SAVE_FILE, "a file cannot be written", Ending::kLocalFile},
     {ERR_SAVE_CONFIG, "the serial number cannot be stored", Ending::kLocalFile},
