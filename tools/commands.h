@@ -9,6 +9,9 @@ Outcome status(Call& call);
 Outcome wait_for(Call& call);
 Outcome doctor(Call& call);
 Outcome metrics(Call& call);
+Outcome bundle(Call& call);
+Outcome version(Call& call);
+Outcome completion(Call& call);
 Outcome precheck(Call& call);
 Outcome internet(Call& call);
 

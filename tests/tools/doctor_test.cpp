@@ -50,5 +50,48 @@ TEST_F(Doctor, MetricsReplaceTheirFileWhole) {
     EXPECT_EQ(74, shell("harbexctl metrics --output /nowhere/harbex.prom").status);
 }
 
+TEST_F(Doctor, TheArchiveHoldsNoCanary) {
+    ASSERT_EQ(0, shell("harbexctl join").status);
+    const std::string path = "/opt/harbex/var/log/";
+    const std::string canary = "Canary7yellow";
+    for (const char* file : {kBidConf, kCorvaneConf}) {
+        const std::string text = read_text(file);
+        write_text(file, std::regex_replace(text, std::regex("(\\w+) = .+"), "$1 = " + canary) + canary + " = x\n" +
+                             "[" + canary + "]\n");
+    }
+    const std::string trace = read_text(path + "Harbex.log");
+    const std::string head = trace.substr(0, trace.find('['));
+    for (const char* name : {"Harbex.log", "Harbex.log.1", "harbex_network_service.log"}) {
+        const std::string log = read_text(path + name) + head + "[INFO] " + canary + " [1] " + canary +
+                                ":token: " + canary + " 12 failed {\"" + canary +
+                                "\":1}\n[2026-11-22 03:00:00][DEBUG] plaintext: " + canary + "\n[" + canary +
+                                "][DEBUG] x\n" + canary + "\n";
+        write_text(path + name, log);
+    }
+    ASSERT_EQ(
+        0,
+        shell("rm -rf /tmp/b; mkdir /tmp/b; harbexctl bundle /tmp/b/b.tar && tar xf /tmp/b/b.tar -C /tmp/b").status);
+    EXPECT_EQ("600\n", shell("stat -c %a /tmp/b/b.tar").out);
+    EXPECT_EQ("", shell("grep -ra -e " + canary + " -e dev-1 -e 10.8.0 /tmp/b").out);
+    const std::string lines = shell("cat /tmp/b/harbex-bundle/logs/Harbex.log.1").out;
+    EXPECT_EQ(head + "[INFO] … [1] token: … 12 failed …\n[2026-11-22 03:00:00][DEBUG] plaintext: …\n", lines)
+        << "time, level, place, numbers and the words of the sources";
+    EXPECT_NE(std::string::npos, read_text("/tmp/b/harbex-bundle/logs/Harbex.log").find("] registration.cpp ["));
+    EXPECT_EQ(74, shell("harbexctl bundle /tmp/b/b.tar").status) << "nothing is overwritten";
+}
+
+TEST_F(Doctor, HelpCompletionAndColour) {
+    EXPECT_EQ("{\"command\":\"help\"", shell("harbexctl org use --help --json").out.substr(0, 17));
+    EXPECT_EQ("{\"command\":\"\",\"code\":5", shell("harbexctl --json org bogus").out.substr(0, 22));
+    EXPECT_NE(std::string::npos, shell("harbexctl org use -h").out.find("Example: harbexctl org use"));
+    const std::string complete =
+        "eval \"$(harbexctl completion)\"; COMP_WORDS=(harbexctl wait --for j); COMP_CWORD=3; _harbexctl harbexctl "
+        "j; "
+        "echo ${COMPREPLY[@]}";
+    EXPECT_EQ("joined\n", shell(complete).out);
+    const std::string colours = "script -qec 'harbexctl status' /dev/null | grep -c $'\\033'";
+    EXPECT_EQ("1\n0\n0\n", shell(colours + "; NO_COLOR=1 " + colours + "; harbexctl status | grep -c $'\\033'").out);
+}
+
 }  // namespace
 }  // namespace harbex::test
