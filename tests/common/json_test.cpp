@@ -60,7 +60,8 @@ TEST(JsonText, EachKindInBothForms) {
 TEST(JsonText, DoublesReadLikeAnOutputStreams) {
     using Limits = std::numeric_limits<double>;
     for (const double number :
-         {-0.0, -2.5, 999999.5, 9.999995e-5, Limits::denorm_min(), -Limits::infinity(), Limits::quiet_NaN()}) {
+         {-0.0, 12.75, -2.5, -0.07, 100.0, 2.675, 1234.565, 9999.995, 999999.5, 1e20, 1e-4, 9.999995e-5,
+          Limits::denorm_min(), Limits::max(), -Limits::infinity(), Limits::quiet_NaN(), -Limits::quiet_NaN()}) {
         std::ostringstream expected;
         expected << number;
         JsonValue value(number);
@@ -84,18 +85,19 @@ TEST(JsonText, DeepDocumentsNeedNoStack) {
     EXPECT_EQ(R"({"k":null})", text_of(*document));
 }
 
-// The short form where there is one, else six characters; what is no ASCII stays.
+// Each byte alone and in the middle of a longer text, as jansson writes it.
 TEST(EscapeJson, EveryByte) {
-    for (int byte = 0; byte < 256; ++byte) {
-        const std::string plain(1, static_cast<char>(byte)), shorts = "\b\t\n\f\r\"\\", letters = "btnfr\"\\";
-        const size_t at = shorts.find(plain);
-        char hex[7];
-        (void)std::snprintf(hex, sizeof hex, "\\u%04x", static_cast<unsigned>(byte));
-        const std::string expected = at != std::string::npos ? "\\" + letters.substr(at, 1)
-                                     : byte < 0x20           ? hex
-                                                             : plain;
-        EXPECT_EQ("x" + expected + "x", harbex::escape_json("x" + plain + "x")) << byte;
+    for (int byte = 0; byte < 0x80; ++byte) {
+        const std::string plain(1, static_cast<char>(byte)), frame(20, 'x');
+        const std::string quoted =
+            harbex::json_dump_text(JsonOwner(json_stringn(plain.data(), 1)).get(), JSON_ENCODE_ANY);
+        std::string expected = quoted.substr(1, quoted.size() - 2);
+        for (char& c : expected)
+            if (byte < 0x20) c = static_cast<char>(tolower(c));
+        EXPECT_EQ(expected, harbex::escape_json(plain)) << byte;
+        EXPECT_EQ(frame + expected + frame, harbex::escape_json(frame + plain + frame)) << byte;
     }
+    EXPECT_EQ("\xff\x80", harbex::escape_json("\xff\x80"));
 }
 
 // One jansson value with a reference of the test's own; `drop` must release exactly the document's.

@@ -63,8 +63,11 @@ TEST_F(VersionNumber, IsReadFromTheTool) {
     EXPECT_EQ(test::run_program({"/usr/bin/umount", "/usr/bin/openssl"}).status, 0);
 }
 
-TEST(Encodings, AreTheUsualOnesAtAnyLength) {
+TEST(Sha1, IsWrittenInLowerCase) {
     EXPECT_EQ(sha1("abc"), "a9993e364706816aba3e25717850c26c9cd0d89d");
+}
+
+TEST(Base64, ComesBackWholeAtAnyLength) {
     EXPECT_EQ(base64_encode(std::string("\0\xff\x80", 3)), "AP+A");
     EXPECT_EQ(base64_decode("YW\nJj"), "") << "line break inside";
     EXPECT_EQ(base64_decode("YWJ"), "") << "cut short";

@@ -26,17 +26,20 @@ constexpr const char* kNotificationLog = "/var/log/notification.log";
 constexpr const char* kEventLog = "/var/log/event.log";
 constexpr const char* kEnd = nullptr;
 
-// The tool runs detached; its effect is waited for.
-std::vector<std::string> lines_of(const std::string& path, size_t count = 0) {
+std::vector<std::string> lines_of(const std::string& path) {
+    std::istringstream file(harbex::test::read_text(path));
     std::vector<std::string> lines;
-    for (int tries = 0; tries < 500 && (tries == 0 || lines.size() < count); ++tries) {
-        if (tries > 0) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        lines.clear();
-        std::istringstream file(harbex::test::read_text(path));
-        for (std::string line; std::getline(file, line);)
-            lines.push_back(line);
-    }
+    for (std::string line; std::getline(file, line);)
+        lines.push_back(line);
     return lines;
+}
+
+// The tool runs detached; its effect is waited for.
+std::vector<std::string> wait_for_lines(const std::string& path, size_t count) {
+    for (int tries = 0; tries < 500 && lines_of(path).size() < count; ++tries) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return lines_of(path);
 }
 
 std::string member(const std::string& line, const char* key) {
@@ -63,7 +66,7 @@ TEST(Notification, ToolGetsItsArgumentsAndNothingElse) {
     notify_send(&harbex::__NC_MSG_DB__[3], "alice \"$(id)\" b", kEnd);
     sigprocmask(SIG_UNBLOCK, &held, nullptr);
     signal(SIGPIPE, SIG_DFL);
-    (void)lines_of("/tmp/notify.seen", 1);
+    (void)wait_for_lines("/tmp/notify.seen", 1);
     close(inherited);
     const std::string seen = harbex::test::read_text("/tmp/notify.seen");
     EXPECT_EQ(0U, seen.find("send\n-A\nA238\n-C\nC001\n-M\n0004\n-l\ninfo\n-t\n3\n"
@@ -78,15 +81,15 @@ TEST(Notification, TakesTwelveValuesOneForEachUserAndLeavesNoZombie) {
     unlink(kNotificationLog);
     notify_send(&harbex::__NC_MSG_DB__[17], "1", "2", "3", "4", "5", "6", "7", "8", "9", "10", "11", "12", kEnd);
     notify_send(nullptr, "nobody", kEnd);
-    (void)lines_of(kNotificationLog, 1);
+    (void)wait_for_lines(kNotificationLog, 1);
     harbex::system::set_privilege_event_log({"a"});
-    (void)lines_of(kNotificationLog, 2);
+    (void)wait_for_lines(kNotificationLog, 2);
     harbex::system::unset_privilege_event_log({"b", "c"});  // tells of the first only
-    (void)lines_of(kNotificationLog, 3);
+    (void)wait_for_lines(kNotificationLog, 3);
     harbex::system::set_privilege_event_log({"d", "d"});
     harbex::system::unset_privilege_event_log({});
     std::string messages;
-    for (const std::string& line : lines_of(kNotificationLog, 5))
+    for (const std::string& line : wait_for_lines(kNotificationLog, 5))
         messages += member(line, "message") + "\n";
     const std::string applied = "[Harbex Service] Applied the privilege settings for \"";
     EXPECT_EQ(

@@ -18,13 +18,17 @@ const std::string kNotGot = "Failed to get cloud token";
 const std::string kNotRefreshed = "Failed to refresh cloud token";
 
 TEST(CloudToken, IsValidUntilItsTime) {
-    const std::pair<const char*, bool> cases[] = {
+    const struct {
+        const char* token;
+        bool valid;
+    } cases[] = {
         {"va1.abc.1800000001", true}, {"va1.abc.1800000000", false},      {"1800000001.5", false},
         {"1800000001", true},         {"t.4294967296000", true},          {"va1.1800000001.", false},
         {"va1. +1800000001s", true},  {"va1.99999999999999999999", true}, {"va1.-99999999999999999999", false},
-        {"va1.soon", false}};
-    for (const auto& [token, valid] : cases)
-        EXPECT_EQ(service::is_cloud_token_valid(token, 1'800'000'000), valid) << token;
+        {"va1.soon", false},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(service::is_cloud_token_valid(c.token, 1'800'000'000), c.valid) << c.token;
 }
 
 // The encoded answer of a sign-in as the cloud makes it, for any plaintext of whole blocks (filled up with zero

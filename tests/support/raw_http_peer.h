@@ -21,15 +21,17 @@ public:
     // `answer` goes out as it is, then the connection is closed; `stall` keeps it open instead, until the peer ends.
     enum class Then { kClose, kStall };
     explicit RawHttpPeer(std::string answer, Then then = Then::kClose) : answer_(std::move(answer)), then_(then) {
-        sockaddr_in address{
-            .sin_family = AF_INET, .sin_port = 0, .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
+        listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         socklen_t size = sizeof address;
         auto* generic = reinterpret_cast<sockaddr*>(&address);
-        if (bind(listener_, generic, size) != 0 || listen(listener_, 8) != 0 ||
+        if (listener_ < 0 || bind(listener_, generic, size) != 0 || listen(listener_, 8) != 0 ||
             getsockname(listener_, generic, &size) != 0) {
             throw std::runtime_error("no loopback port");
         }
-        host_ = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+        port_ = ntohs(address.sin_port);
         thread_ = std::thread([this] { serve(); });
     }
     ~RawHttpPeer() {
@@ -40,8 +42,8 @@ public:
     RawHttpPeer(const RawHttpPeer&) = delete;
     void operator=(const RawHttpPeer&) = delete;
 
-    std::string host() const { return host_; }
-    std::string url(const std::string& path) const { return "http://" + host_ + path; }
+    std::string host() const { return "127.0.0.1:" + std::to_string(port_); }
+    std::string url(const std::string& path) const { return "http://" + host() + path; }
     std::vector<std::string> requests() const {
         const std::lock_guard lock(mutex_);
         return requests_;
@@ -49,20 +51,25 @@ public:
 
 private:
     bool wait_for_input(int fd) const {
-        pollfd waiting{fd, POLLIN, 0};
-        while (!ending_ && poll(&waiting, 1, 20) <= 0) {
+        while (!ending_) {
+            pollfd waiting{fd, POLLIN, 0};
+            if (poll(&waiting, 1, 20) > 0) return true;
         }
-        return !ending_;
+        return false;
     }
+
     static bool is_whole(const std::string& request) {
         const size_t end = request.find("\r\n\r\n");
-        const size_t length = request.substr(0, end).find("\r\nContent-Length: ");
-        if (end == std::string::npos || length == std::string::npos) return end != std::string::npos;
+        if (end == std::string::npos) return false;
+        const size_t length = request.find("\r\nContent-Length: ");
+        if (length == std::string::npos || length > end) return true;
         return request.size() >= end + 4 + std::stoul(request.substr(length + 18));
     }
+
     void serve() {
         while (wait_for_input(listener_)) {
             const int fd = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+            if (fd < 0) continue;
             std::string request;
             char bytes[4096];
             while (!is_whole(request) && wait_for_input(fd)) {
@@ -82,8 +89,8 @@ private:
 
     const std::string answer_;
     const Then then_;
-    const int listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    std::string host_;
+    int listener_ = -1;
+    int port_ = 0;
     std::atomic<bool> ending_ = false;
     mutable std::mutex mutex_;
     std::vector<std::string> requests_;  // guarded by mutex_
