@@ -1,5 +1,5 @@
 # Turns a credentials file into a source file of scrambled byte tables. The file has three lines: app_id= (24 characters),
-# app_secret= (32) and provider= (3), in any order. As a script:
+# app_secret= (32) and provider= (3), in any order, and what comments begin with #. As a script:
 #   cmake -DHARBEX_CREDENTIALS=FILE -DOUTPUT=FILE.cpp -P Credentials.cmake
 # No message ever shows a value.
 
@@ -52,8 +52,9 @@ function(harbex_credentials file output)
     file(READ "${file}" hex HEX)
     string(REGEX REPLACE "(..)" "\\1 " hex "${hex}")
     string(REPLACE "0d 0a " "0a " hex "${hex}")
-    string(REGEX REPLACE "(0a )+$" "" hex "${hex}")
     string(REPLACE "0a " ";" lines "${hex}")
+    # Empty lines and those of comments.
+    list(FILTER lines EXCLUDE REGEX "^((20 |09 )*(23 .*)?)$")
     list(LENGTH lines count)
     if(NOT count EQUAL 3)
         message(FATAL_ERROR "Credentials: ${file} must have the three lines app_id=, app_secret= and provider=.")

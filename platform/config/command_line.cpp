@@ -43,10 +43,12 @@ int complain(std::string_view program, std::string_view file, std::string_view w
     return kExitFailed;
 }
 
-int usage(std::string_view text) {
-    (void)nas::write_all(STDERR_FILENO,
+int usage(int argc, char** argv, std::string_view text) {
+    const std::string_view asked = argc == 2 ? argv[1] : "";
+    const bool is_help = asked == "-h" || asked == "--help";
+    (void)nas::write_all(is_help ? STDOUT_FILENO : STDERR_FILENO,
                          std::string("usage: ").append(text).append("\n"));  // nobody is left to be told
-    return kExitUsage;
+    return is_help ? 0 : kExitUsage;
 }
 
 }  // namespace settings

@@ -12,7 +12,7 @@
 int main(int argc, char** argv) {
     settings::Arguments arguments;
     if (!settings::parse_arguments(argc, argv, 2, "fd", arguments)) {
-        return settings::usage("getcfg SECTION KEY -f FILE [-d DEFAULT]");
+        return settings::usage(argc, argv, "getcfg SECTION KEY -f FILE [-d DEFAULT]");
     }
     try {
         std::string text;

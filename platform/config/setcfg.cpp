@@ -8,7 +8,7 @@
 int main(int argc, char** argv) {
     settings::Arguments arguments;
     if (!settings::parse_arguments(argc, argv, 3, "f", arguments)) {
-        return settings::usage("setcfg SECTION KEY VALUE -f FILE");
+        return settings::usage(argc, argv, "setcfg SECTION KEY VALUE -f FILE");
     }
     try {
         const std::string why = settings::write_setting(arguments.file, arguments.positional[0],

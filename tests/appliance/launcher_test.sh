@@ -45,6 +45,8 @@ check_refused UnknownValue "cannot 'vanish'" enter --fault cloud:/v1.1/me=vanish
 check_refused UnknownState 'signed-in' enter --state singed-in -- echo started
 check EveryMethodCanFail 0 enter -- bash -c '
     diff <(fault --list | sed -n "s/^harbex_network_service\.//p") <(bsh --list harbex_network_service | sed "s/ .*//" | sort)'
+check EveryToolHasHelp 0 enter -- bash -c '
+    for tool in getcfg setcfg bsh harbexctl signin fault cloudctl appliance-service; do [ -n "$("$tool" --help)" ] || { echo "$tool"; exit 1; }; done'
 check NoSuchCommand 127 enter -- no_such_command
 check FaultOnNothing 70 enter --fault /sbin/no_such_tool=exit:1 -- true
 check NoSuchBuild 70 "$appliance" --build "$work/none" -- true

@@ -25,6 +25,7 @@ TEST(Credentials, AreRefusedWithTheReasonButWithoutTheValues) {
     } cases[] = {
         {"line ends of another system", "app_id=" + id + "\r\napp_secret=" + secret + "\r\nprovider=ppp\r\n", ""},
         {"its own name in front", "app_id=app_id=" + id.substr(7) + rest, ""},
+        {"comments and empty lines", "# s; one [\n\napp_id=" + id + rest + " \t# app_id=two\n\n", ""},
         {"short id", "app_id=iii" + rest, "app_id must have 24 characters"},
         {"a blank", "app_id=" + id + "\napp_secret=" + secret + "\nprovider=p p\n", "letters, digits and signs"},
         {"two secrets", "app_secret=" + secret + "\napp_secret=" + secret + "\nprovider=ppp\n", "given once"},
