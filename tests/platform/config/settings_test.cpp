@@ -228,6 +228,7 @@ TEST_F(Settings, KilledWriterLeavesAWholeFile) {
         ASSERT_TRUE(after == head + value + tail || (status != 0 && after == before)) << "round " << round;
         ASSERT_LE(entries(), 2) << "round " << round;
     }
+    write_text(folder_ / ".setcfg.new", "half of a");
     EXPECT_EQ(set("s", "a", "at rest", file_).status, 0);
     EXPECT_EQ(read_text(file_), head + "at rest" + tail);
     EXPECT_EQ(entries(), 1);
