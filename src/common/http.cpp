@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <netdb.h>
+#include <strings.h>
 
 #include <cerrno>
 #include <exception>
@@ -15,6 +16,7 @@
 #include "common/settings_files.h"
 #include "common/settings_tools.h"
 #include "common/trace_statement.h"
+#include "common/trusted_roots.h"
 
 namespace harbex::system {
 namespace {
@@ -76,6 +78,15 @@ CURLcode limit_answer(CURL* handle, std::string& response) {
     return result != CURLE_OK ? result : curl_easy_setopt(handle, CURLOPT_NOPROGRESS, 0L);
 }
 
+bool is_https(const std::string& url) {
+    return strncasecmp(url.c_str(), "https:", 6) == 0;
+}
+
+void check_no_certificates(CURL* handle) {
+    curl_easy_setopt(handle, CURLOPT_SSL_VERIFYPEER, 0L);
+    curl_easy_setopt(handle, CURLOPT_SSL_VERIFYHOST, 0L);
+}
+
 CURLcode prepare(CURL* handle, const RestRequest& request, HeaderList& headers) {
     if (!is_one_line(request.url)) return CURLE_URL_MALFORMAT;
     CURLcode result = make_header_list(request.headers, headers);
@@ -125,10 +136,7 @@ size_t curl_memory_data(void* data, size_t size, size_t nmemb, void* userdata) {
 }
 
 int set_insecure_curl(void* handle) {
-    if (is_on(kInsecureCurl)) {
-        curl_easy_setopt(handle, CURLOPT_SSL_VERIFYPEER, 0L);
-        curl_easy_setopt(handle, CURLOPT_SSL_VERIFYHOST, 0L);
-    }
+    if (is_on(kInsecureCurl)) check_no_certificates(handle);
     return NO_ERROR;
 }
 
@@ -168,7 +176,9 @@ RestTransfer::RestTransfer() : handle_(curl_easy_init()) {
 }
 
 int RestTransfer::honour_insecure_switch() {
-    return set_insecure_curl(handle_.get());
+    checks_certificates_ = !is_on(kInsecureCurl);
+    if (!checks_certificates_) check_no_certificates(handle_.get());
+    return NO_ERROR;
 }
 
 int RestTransfer::send(const RestRequest& request, std::string& response) {
@@ -181,6 +191,8 @@ int RestTransfer::send(const RestRequest& request, std::string& response) {
                   static_cast<int>(prepared), curl_easy_strerror(prepared));
         return prepared;
     }
+    const bool reads_roots = checks_certificates_ && is_https(request.url);
+    const TrustedRoots roots = reads_roots ? use_trusted_roots(handle_.get()) : nullptr;
     return easycurl(handle_.release(), response);
 }
 

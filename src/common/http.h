@@ -52,7 +52,7 @@ public:
     // False when libcurl could not make a handle.
     explicit operator bool() const { return handle_ != nullptr; }
     // Lets the InsecureCurl switch decide about certificate checks; without this call they are always on.
-    // Returns the result of set_insecure_curl.
+    // Always NO_ERROR.
     [[nodiscard]] int honour_insecure_switch();
     // Sends `request` and returns what easycurl returns: libcurl's 42, too, for an answer that makes `response`
     // longer than 16 MiB and is cut off there. Or libcurl's code for a request it cannot be given (a line break or
@@ -64,6 +64,7 @@ private:
         void operator()(void* handle) const;
     };
     std::unique_ptr<void, Cleanup> handle_;
+    bool checks_certificates_ = true;
 };
 
 }  // namespace harbex::system
