@@ -14,8 +14,10 @@ bool BusExchange::stop_at(BusStep step) {
 bool BusExchange::write(const json_t* arguments) {
     if (stream() == nullptr) return stop_at(BusStep::kStream);
     if (arguments == nullptr) return true;
-    const int result = json_dump_callback(arguments, corvane::json_write_bsh_io, stream(), JSON_COMPACT);
-    return result == 0 || stop_at(BusStep::kArguments);
+    const auto append = [this](const char* bytes, size_t size) {
+        return corvane::json_write_bsh_io(bytes, size, stream()) == 0;
+    };
+    return dump_json(arguments, JSON_COMPACT, append) || stop_at(BusStep::kArguments);
 }
 
 bool BusExchange::call(const char* service, const char* method, int timeout_s) {

@@ -7,8 +7,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
-
-#include "common/releaser.h"
+#include <utility>
 
 namespace harbex {
 
@@ -17,8 +16,6 @@ struct JsonRelease {
     void operator()(json_t* value) const { json_decref(value); }
 };
 using JsonOwner = std::unique_ptr<json_t, JsonRelease>;
-// Owns the result of json_dumps.
-using JsonTextOwner = std::unique_ptr<char, system::Releaser<std::free>>;
 
 // Copies a text into `out`; false, with `out` untouched, when `value` is null or no text.
 [[nodiscard]] inline bool take_text(const json_t* value, std::string& out) {
@@ -44,11 +41,37 @@ inline std::string json_member_text(const json_t* object, const char* key) {
     return text;
 }
 
-// The serialised value; "" when it cannot be serialised (a null pointer, or no object or array without
-// JSON_ENCODE_ANY).
+// Serialises `value` piece by piece through `take(bytes, size)`, which says whether it took them and throws nothing.
+// False when it did not, or when there is nothing to serialise. (jansson by itself goes on when a member's name could
+// not be written, in json_dumps too.)
+template <typename Take>
+[[nodiscard]] bool dump_json(const json_t* value, size_t flags, Take take) {
+    struct Sink {
+        Take take;
+        bool is_whole = true;
+    } sink{std::move(take)};
+    const auto pass = [](const char* bytes, size_t size, void* data) {
+        auto& to = *static_cast<Sink*>(data);
+        to.is_whole = to.is_whole && to.take(bytes, size);
+        return to.is_whole ? 0 : -1;
+    };
+    return json_dump_callback(value, pass, &sink, flags) == 0 && sink.is_whole;
+}
+
+// The serialised value; "" when it cannot be serialised (a null pointer, no object or array without JSON_ENCODE_ANY,
+// or short memory).
 inline std::string json_dump_text(const json_t* value, size_t flags) {
-    const JsonTextOwner text(json_dumps(value, flags));
-    return text == nullptr ? std::string() : std::string(text.get());
+    std::string text;
+    const auto append = [&text](const char* bytes, size_t size) {
+        try {
+            text.append(bytes, size);
+            return true;
+        } catch (...) {
+            return false;
+        }
+    };
+    if (!dump_json(value, flags, append)) text.clear();
+    return text;
 }
 
 }  // namespace harbex

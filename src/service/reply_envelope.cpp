@@ -1,6 +1,6 @@
 #include "service/reply_envelope.h"
 
-#include <cstring>
+#include <string>
 
 #include "common/json_owner.h"
 #include "service/logger.h"
@@ -9,15 +9,14 @@
 namespace harbex::service {
 namespace {
 
-// Callers read these replies with their blanks: flags 0, not compact.
-JsonTextOwner dump(const json_t* reply) {
-    return JsonTextOwner(reply == nullptr ? nullptr : json_dumps(reply, 0));
+// Callers read these replies with their blanks: flags 0, not compact. "" when there is no reply to dump.
+std::string dump(const json_t* reply) {
+    return json_dump_text(reply, 0);
 }
 
-bool replace_content(bs_io* io, const char* text) {
-    const size_t length = strlen(text);
+bool replace_content(bs_io* io, const std::string& text) {
     (void)bs_io_realloc(io, 0);  // emptying cannot fail
-    return bs_io_write(io, text, length) == static_cast<ssize_t>(length);
+    return bs_io_write(io, text.data(), text.size()) == static_cast<ssize_t>(text.size());
 }
 
 }  // namespace
@@ -27,13 +26,13 @@ int send_success_response(bs_io* io, json_t* payload) {
     if (payload == nullptr) return E_JSON_FAIL;
     const JsonOwner reply(
         json_pack("{s:O, s:i, s:{s:s}}", "data", payload, "error", E_SUCCESS, "meta", "version", "1.0"));
-    const JsonTextOwner text = dump(reply.get());
-    if (text == nullptr) {
+    const std::string text = dump(reply.get());
+    if (text.empty()) {
         Logger::Log(ERROR, "send_success_response: reply_json cannot be dumped!");
-    } else if (replace_content(io, text.get())) {
+    } else if (replace_content(io, text)) {
         (void)bs_reply(io);  // a caller that has hung up is no failure of the method
     } else {
-        Logger::Log(ERROR, "bs_io write failed! content: %s", text.get());
+        Logger::Log(ERROR, "bs_io write failed! content: %s", text.c_str());
     }
     return E_SUCCESS;
 }
@@ -41,12 +40,12 @@ int send_success_response(bs_io* io, json_t* payload) {
 int send_error_response(bs_io* io, int code, const char* message) {
     const JsonOwner reply(json_pack("{s:s, s:i, s:s, s:{s:s}}", "data", "", "error", code, "error_message", message,
                                     "meta", "version", "1.0"));
-    const JsonTextOwner text = dump(reply.get());
-    if (text == nullptr) {
+    const std::string text = dump(reply.get());
+    if (text.empty()) {
         Logger::Log(ERROR, "send_error_response: reply_json cannot be dumped!");
         return code;
     }
-    (void)replace_content(io, text.get());
+    (void)replace_content(io, text);
     (void)bs_reply(io);
     return code;
 }
