@@ -44,7 +44,7 @@ void prepare_libraries() {
 
 int main(int argc, char**) {
     using namespace harbex::service;
-    keep_heap_small();
+    prepare_memory();
     fill_standard_descriptors();
     set_signal_dispositions();
     init_logger();

@@ -1,8 +1,11 @@
 #include "service/memory.h"
 
+#include <jansson.h>
 #include <malloc.h>
 
+#include <atomic>
 #include <cstddef>
+#include <cstdlib>
 
 namespace harbex::service {
 namespace {
@@ -13,19 +16,41 @@ constexpr int kOwnMapping = 128 * 1024;
 // Below this, handing memory back and forth costs more than it is worth.
 constexpr size_t kMuchFreed = 512 * 1024;
 
+// jansson's parser ends the program, or loses characters, when it cannot have a few bytes more: what is set aside
+// here is let go for it then. Untouched, it takes address space only.
+constexpr size_t kReserved = 256 * 1024;
+constinit std::atomic<void*> reserve{nullptr};
+
+void set_reserve_aside() {
+    if (reserve != nullptr) return;
+    void* const block = malloc(kReserved);
+    void* none = nullptr;
+    if (!reserve.compare_exchange_strong(none, block)) free(block);
+}
+
+void* allocate_for_json(size_t size) {
+    void* const block = malloc(size);
+    if (block != nullptr) return block;
+    free(reserve.exchange(nullptr));
+    return malloc(size);
+}
+
 }  // namespace
 
-void keep_heap_small() {
+void prepare_memory() {
     // A refusal leaves the defaults, which work as well.
     (void)mallopt(M_ARENA_MAX, 1);
     (void)mallopt(M_MMAP_THRESHOLD, kOwnMapping);
     (void)mallopt(M_TRIM_THRESHOLD, kOwnMapping);
+    json_set_alloc_funcs(allocate_for_json, free);
+    set_reserve_aside();
 }
 
-void return_freed_memory() {
+void tidy_memory() {
     // The heap gives back by itself what is free at its end only; what is in use behind a large document keeps all of
     // it.
     if (mallinfo2().fordblks > kMuchFreed) (void)malloc_trim(0);
+    set_reserve_aside();
 }
 
 }  // namespace harbex::service

@@ -96,7 +96,7 @@ void service_handler(const char* method, bs_io* io, int fd) noexcept {
             Logger::Log(ERROR, "method: %s dropped", method);
         }
     }
-    return_freed_memory();
+    tidy_memory();
 }
 
 }  // namespace harbex::service
