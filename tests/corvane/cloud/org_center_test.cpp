@@ -95,9 +95,15 @@ TEST_F(OrgCenter, KeepsTheAccountsRecord) {
          {"body:", 49, before, kNoJson},
          {"status:503", 51, before, "Failed to call account center api /v1.1/me"}});
     expect_faults(kSetcfg, store_contact,
-                  {{"DISPLAY_NAME", 60, before, "Failed to set display_name"},
-                   {"EMAILS", 60, before, "Failed to set email"},
-                   {"REGION", 60, before, "Failed to set site"}});
+                  {{"EMAILS", 60, before, "Failed to set email"}, {"REGION", 60, before, "Failed to set site"}});
+    {
+        begin();
+        set_setting(kBidConf, "EMAILS", "old");
+        const Broken tool(kSetcfg, "DISPLAY_NAME");
+        LogReader log;
+        EXPECT_EQ("60 Ada Field,old,GLB", store_contact().text()) << "nothing behind the name is stored";
+        EXPECT_EQ("Failed to set display_name", last_error(log));
+    }
     expect_faults("cloud:/v1.1/me", ask_account,
                   {{"refuse", 85, "", "Operation timed out"},
                    {"status:404,body:no", 51, "no", "CURL error: Failed to load CRL file"},
