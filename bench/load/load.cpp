@@ -149,7 +149,6 @@ int main(int argc, char** argv) {
     const bool closed =
         harbex::test::wait_until([&] { return daemon.open_descriptors() <= descriptors; }, std::chrono::seconds(15));
 
-    std::printf("%-52s %9s %9s %-4s %6s   aim\n", "", "slow", "none", "", "ratio");
     bench::report("private memory, half-sent requests / none", memory_kib[1], memory_kib[0], "KiB",
                   memory_kib[1] / memory_kib[0], 1.02);
     const double p99_ms[2] = {outcomes[0].p99_ms(), outcomes[1].p99_ms()};

@@ -75,7 +75,6 @@ int main() {
     call_large();
     const double large_kib = anonymous_kib();
 
-    std::printf("%-52s %9s %9s %-4s %6s   aim\n", "", "after", "before", "", "");
     bench::report("anonymous memory, 110,000 calls / 10,000", more_kib, first_kib, "KiB", more_kib / first_kib, 1.02);
     bench::report("anonymous memory, large requests - none, MiB", large_kib, more_kib, "KiB",
                   (large_kib - more_kib) / 1024, 2);

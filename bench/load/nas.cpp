@@ -112,8 +112,8 @@ double memory_kib(pid_t pid, const std::string& field) {
 }
 
 void report(const char* what, double value, double reference, const char* unit, double ratio, double aim) {
-    std::printf("%-52s %9.1f %9.1f %-4s %6.2f   <= %.2f  %s\n", what, value, reference, unit, ratio, aim,
-                ratio <= aim ? "met" : "missed");
+    std::printf("| %s | %.4g | %.4g | %s | %.2f | one run | ≤ %.2f | %s |\n", what, value, reference, unit, ratio,
+                aim, ratio <= aim ? "met" : "**missed**");
     std::fflush(stdout);
 }
 

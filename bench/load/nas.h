@@ -34,7 +34,8 @@ void in_threads(unsigned count, const std::function<void(unsigned number)>& work
 // Of the memory that nobody else maps, in KiB; `field` is a field of /proc/…/smaps_rollup.
 double memory_kib(pid_t pid, const std::string& field);
 
-// Prints one line: the value, what it is compared with, and whether it is at most the aim.
+// Prints one row for the table of scripts/bench: the value, what it is compared with, and whether it is at most the
+// aim.
 void report(const char* what, double value, double reference, const char* unit, double ratio, double aim);
 
 }  // namespace bench
