@@ -4,42 +4,43 @@
 #include <map>
 
 #include "common/number.h"
+#include "endings.h"
 
 namespace harbex::tools {
 namespace {
 
 constexpr int64_t kLongestWait_s = 86400;
 
-// One entry a command; the texts that CLI11 fills must not move afterwards.
+// What CLI11 made of one command. Texts are taken from it behind the parsing: its conversions to other types are many
+// templates, and none is needed here.
 struct Invocation {
     CLI::App* app = nullptr;
     const Command* command = nullptr;
-    std::vector<std::string> arguments;
-    std::vector<std::string> options;
+    std::vector<const CLI::Option*> arguments;
+    std::vector<const CLI::Option*> options;
 };
 
-void add_option(Invocation& invocation, const Option& option, std::string& text) {
-    if (option.value == nullptr) {
-        invocation.app->add_flag_callback(
-            option.name, [&text, &option] { text = option.name; }, option.description);
-    } else {
-        invocation.app->add_option(option.name, text, option.description)->type_name(option.value);
-    }
+// "" for one that was not given; a flag holds its own name.
+std::string text_of(const CLI::Option* option) {
+    if (option->count() == 0) return {};
+    return option->get_items_expected() == 0 ? option->get_name() : option->results().front();
+}
+
+CLI::Option* add_option(CLI::App& app, const Option& option) {
+    CLI::Option* const added =
+        option.value == nullptr ? app.add_flag(option.name) : app.add_option(option.name)->type_name(option.value);
+    return added->description(option.description);
 }
 
 void add_command(CLI::App& parent, const Command& command, Invocation& invocation) {
-    invocation = {parent.add_subcommand(command.name, command.description), &command,
-                  std::vector<std::string>(command.arguments.size()),
-                  std::vector<std::string>(command.options.size())};
-    for (size_t index = 0; index < command.arguments.size(); ++index) {
-        const Argument& argument = command.arguments[index];
-        CLI::Option* const added =
-            invocation.app->add_option(argument.name, invocation.arguments[index], argument.description);
-        added->type_name("");
-        if (!argument.is_optional) added->required();
+    invocation.app = parent.add_subcommand(command.name, command.description);
+    invocation.command = &command;
+    for (const Argument& argument : command.arguments) {
+        CLI::Option* const added = invocation.app->add_option(argument.name)->description(argument.description);
+        invocation.arguments.push_back(added->required(!argument.is_optional));
     }
-    for (size_t index = 0; index < command.options.size(); ++index)
-        add_option(invocation, command.options[index], invocation.options[index]);
+    for (const Option& option : command.options)
+        invocation.options.push_back(add_option(*invocation.app, option));
     invocation.app->footer(std::string("Example: harbexctl ") + command.example);
 }
 
@@ -76,6 +77,13 @@ std::string complain_about(const Option& option, const std::string& text) {
     return {};
 }
 
+std::string exit_statuses() {
+    std::string text = "Exit status:";
+    for (const EndingRow& row : endings())
+        text += "\n  " + std::to_string(row.status) + "  " + row.meaning;
+    return text;
+}
+
 // What the whole program shows in help's place.
 std::string help_of(const CLI::App& app, const std::vector<Invocation>& invocations) {
     for (const Invocation& invocation : invocations) {
@@ -89,10 +97,12 @@ std::string help_of(const CLI::App& app, const std::vector<Invocation>& invocati
 void take(const Invocation& invocation, CommandLine& line) {
     line.command = invocation.command;
     line.call.option_names = invocation.command->options;
-    line.call.arguments = invocation.arguments;
-    line.call.options = invocation.options;
-    for (size_t index = 0; index < invocation.options.size() && line.complaint.empty(); ++index)
-        line.complaint = complain_about(invocation.command->options[index], invocation.options[index]);
+    for (const CLI::Option* argument : invocation.arguments)
+        line.call.arguments.push_back(text_of(argument));
+    for (const CLI::Option* option : invocation.options)
+        line.call.options.push_back(text_of(option));
+    for (size_t index = 0; index < line.call.options.size() && line.complaint.empty(); ++index)
+        line.complaint = complain_about(invocation.command->options[index], line.call.options[index]);
     if (!line.complaint.empty()) line.command = nullptr;
 }
 
@@ -131,10 +141,13 @@ void parse_command_line(int argc, const char* const* argv, CommandLine& line) {
     CLI::App app("Joins this NAS to an SD-WAN organisation, shows its state, takes it out again.", "harbexctl");
     app.require_subcommand(1);
     app.fallthrough();
-    app.add_flag("--json", line.is_json, "One JSON document instead of text for people");
-    app.add_flag("--verbose", line.call.is_verbose, "A line on standard error for each step");
+    (void)add_option(app, {"--json", nullptr, "One JSON document instead of text for people"});
+    const CLI::Option* const verbose =
+        add_option(app, {"--verbose", nullptr, "A line on standard error for each step"});
+    app.footer(exit_statuses());
     app.set_version_flag("--version", version_text());
     parse(app, argc, argv, line);
+    line.call.is_verbose = verbose->count() != 0;
     // A command line that is not understood may still say how to answer.
     for (int index = 1; index < argc; ++index)
         line.is_json = line.is_json || std::string_view(argv[index]) == "--json";

@@ -1,5 +1,6 @@
 // What harbexctl finds out for those who keep a NAS running: doctor, metrics, the archive for support.
 #include <regex>
+#include <sstream>
 
 #include "support/nas.h"
 
@@ -78,6 +79,26 @@ TEST_F(Doctor, TheArchiveHoldsNoCanary) {
         << "time, level, place, numbers and the words of the sources";
     EXPECT_NE(std::string::npos, read_text("/tmp/b/harbex-bundle/logs/Harbex.log").find("] registration.cpp ["));
     EXPECT_EQ(74, shell("harbexctl bundle /tmp/b/b.tar").status) << "nothing is overwritten";
+}
+
+TEST_F(Doctor, TheManualSaysWhatTheTablesSay) {
+    // Set in the page's markup: emphasis goes, lines run on.
+    const std::string page = std::regex_replace(read_text(HARBEX_MANUAL), std::regex("[*_\\\\]|\\n\\t?"), " ");
+    const std::string flat = std::regex_replace(page, std::regex(" +"), " ");
+    const std::string help = shell(
+                                 "harbexctl --help; for group in agent event org region supernode token tour "
+                                 "virtual-ip vpn; do harbexctl $group --help; done")
+                                 .out;
+    std::istringstream lines(help);
+    int count = 0;
+    const std::regex row("  (?:([a-z][a-z-]*) {2,}|(\\d+)  )(.+)");
+    std::smatch match;
+    for (std::string line; std::getline(lines, line);) {
+        if (!std::regex_match(line, match, row)) continue;
+        ++count;
+        EXPECT_NE(std::string::npos, flat.find(std::regex_replace(match[3].str(), std::regex(" +"), " "))) << line;
+    }
+    EXPECT_GE(count, 50) << "commands, groups and exit statuses";
 }
 
 TEST_F(Doctor, HelpCompletionAndColour) {
