@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <climits>
-#include <string>
 
 #include "common/error_code.h"
-#include "common/json_owner.h"
 #include "common/trace_statement.h"
 
 namespace harbex::corvane {
@@ -32,8 +30,9 @@ int bsh_response_checker(json_t* root) {
     }
     const json_int_t number = json_integer_value(error);
     if (number == 0) return NO_ERROR;
-    HARBEXLOG(HARBEXLOG_ERROR, "bsh response error %s, msg = %s\n", std::to_string(number).c_str(),
-              json_member_text(root, "error_message").c_str());
+    const char* const message = json_string_value(json_object_get(root, "error_message"));
+    HARBEXLOG(HARBEXLOG_ERROR, "bsh response error %" JSON_INTEGER_FORMAT ", msg = %s\n", number,
+              message == nullptr ? "" : message);
     return ERR_WRONG_JSON_FORMAT;
 }
 

@@ -1,5 +1,5 @@
 // What every caller of another bus service needs: an owner of its stream, the callbacks that serialise a request into
-// it, and the check of the reply.
+// it, and the check of the reply. Published.
 #pragma once
 
 #include <bsvc.h>

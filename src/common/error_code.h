@@ -1,4 +1,11 @@
-// The result codes of the library. NO_ERROR is success; transfers may also return their own codes as they are.
+// The result codes of the library. Published. NO_ERROR is success; transfers may also return their own codes as they
+// are.
+//
+// The rule for short memory, for everything published: nothing is thrown, JsonValue and escape_json aside, which pass
+// std::bad_alloc on. A function with a result returns the failure that its contract has for the step it was at, else
+// ERR_NO_MEMORY; one that gives a text or a list gives an empty or an unchanged one; a line of the log ends where
+// its room does. The library's own helpers pass std::bad_alloc on to the published function that called them, unless
+// they say otherwise. (What the SD-WAN library logs of it: corvane/device/failure.h.)
 #pragma once
 
 namespace harbex {

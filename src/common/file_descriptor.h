@@ -1,4 +1,4 @@
-// Owner of one file descriptor.
+// Owner of one file descriptor. The library's own.
 #pragma once
 
 #include <unistd.h>

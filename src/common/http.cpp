@@ -155,10 +155,12 @@ void nslookup(const std::string& host, std::vector<std::string>& addresses) try 
         buffer.resize(buffer.size() * 2);
     }
     if (found == nullptr || found->h_addrtype != AF_INET) return;
+    std::vector<std::string> all = addresses;
     for (char** address = found->h_addr_list; *address != nullptr; ++address) {
         char text[INET_ADDRSTRLEN] = "";
-        if (inet_ntop(AF_INET, *address, text, sizeof text) != nullptr) addresses.emplace_back(text);
+        if (inet_ntop(AF_INET, *address, text, sizeof text) != nullptr) all.emplace_back(text);
     }
+    addresses.swap(all);
 } catch (const std::bad_alloc&) {  // as if the resolver had failed
 }
 

@@ -1,5 +1,6 @@
 // HTTP requests: one request from its parts, the transfer of a prepared handle, and the switches of the settings
-// file.
+// file. easycurl, curl_memory_data, set_insecure_curl, is_test_flag_set and nslookup are published, the rest is the
+// library's own.
 #pragma once
 
 #include <cstddef>

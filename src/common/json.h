@@ -1,5 +1,6 @@
 // A tree-shaped JSON document for building: values are assigned, members added by key, items appended, and the whole
 // is written as compact text. Parsed documents stay jansson values, which a document can hold as leaves.
+// Published, but for NoJsonSource.
 #pragma once
 
 #include <jansson.h>

@@ -1,5 +1,5 @@
 // What JsonValue::value points to, for the two halves of the document: the tree (json.cpp) and its text
-// (json_text.cpp).
+// (json_text.cpp). The library's own; that objects are maps and arrays vectors is published, in common/json.h.
 #pragma once
 
 #include <cstdint>

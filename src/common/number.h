@@ -1,4 +1,5 @@
 // Decimal numbers from texts of settings files, tokens and command lines, and as texts.
+// The library's own.
 #pragma once
 
 #include <charconv>

@@ -123,7 +123,7 @@ int version_num() {
     return number <= INT_MAX ? static_cast<int>(number) : -1;
 }
 
-std::string sha1(const std::string& data) {
+std::string sha1(const std::string& data) try {
     static constexpr char kDigits[] = "0123456789abcdef";
     unsigned char digest[SHA_DIGEST_LENGTH] = {};
     SHA1(reinterpret_cast<const unsigned char*>(data.data()), data.size(), digest);
@@ -133,9 +133,11 @@ std::string sha1(const std::string& data) {
         text += kDigits[byte & 0xFU];
     }
     return text;
+} catch (...) {  // no memory
+    return {};
 }
 
-std::string base64_encode(const std::string& data) {
+std::string base64_encode(const std::string& data) try {
     const ErrorQueueMark mark;
     const BioChain chain = base64_filter_on(BioChain(BIO_new(BIO_s_mem())));
     if (!chain || data.size() > INT_MAX) return {};
@@ -144,9 +146,11 @@ std::string base64_encode(const std::string& data) {
     BUF_MEM* memory = nullptr;
     BIO_get_mem_ptr(chain.get(), &memory);
     return memory != nullptr ? std::string(memory->data, memory->length) : std::string();
+} catch (...) {  // no memory
+    return {};
 }
 
-std::string base64_decode(const std::string& text) {
+std::string base64_decode(const std::string& text) try {
     const ErrorQueueMark mark;
     if (text.empty() || text.size() > INT_MAX) return {};
     const int size = static_cast<int>(text.size());
@@ -156,6 +160,8 @@ std::string base64_decode(const std::string& text) {
     const int count = BIO_read(chain.get(), data.data(), size);
     data.resize(count > 0 ? static_cast<size_t>(count) : 0);
     return data;
+} catch (...) {  // no memory
+    return {};
 }
 
 }  // namespace harbex::openssl

@@ -1,4 +1,4 @@
-// Certificates, digests and Base64 over libcrypto. No operation reports a cause of failure.
+// Certificates, digests and Base64 over libcrypto. No operation reports a cause of failure. Published.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// A file stream whose descriptor no child inherits, which std::ofstream cannot promise.
+// A file stream whose descriptor no child inherits, which std::ofstream cannot promise. The library's own.
 #pragma once
 
 #include <fcntl.h>

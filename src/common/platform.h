@@ -1,4 +1,4 @@
-// Which NAS this is, and who is asking.
+// Which NAS this is, and who is asking. Published.
 #pragma once
 
 namespace harbex::system {

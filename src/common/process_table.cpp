@@ -66,7 +66,7 @@ void kick(const char* action, TYPE type, const char* arg) {
 
 }  // namespace
 
-int VpnProcess::update() {
+int VpnProcess::update() try {
     processes.clear();
     const std::unique_ptr<DIR, Releaser<closedir>> proc(opendir("/proc"));
     if (!proc) return 0;
@@ -78,6 +78,8 @@ int VpnProcess::update() {
         file >> word;
         if (const Process* process = is_vpn_process(word, static_cast<int>(pid))) processes.push_back(*process);
     }
+    return 0;
+} catch (...) {  // no memory: the table ends here
     return 0;
 }
 

@@ -1,4 +1,5 @@
 // The running VPN daemons, found by their program names, and the scripts that control their connections.
+// Published.
 #pragma once
 
 #include <string>

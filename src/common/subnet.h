@@ -1,4 +1,5 @@
 // IPv4 ranges, and whether one clashes with a network this NAS uses. Addresses and masks are in network byte order.
+// Published.
 #pragma once
 
 #include <netinet/in.h>

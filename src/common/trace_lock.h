@@ -9,9 +9,10 @@
 
 namespace harbex::system {
 
-// The steps before and after a statement; `lock_fd` is the descriptor that goes from one to the next, -1 for none.
-// The first may block while another process holds the lock file.
+// The step before a statement; `lock_fd` is the descriptor that goes from step to step, -1 for none. May block while
+// another process holds the lock file.
 void lock_step(int32_t& lock_fd);
+// The step behind it.
 void unlock_step(int32_t& lock_fd);
 
 // Makes the lock file, so that nobody else can put one there later; what stands in its place and is no lock file is

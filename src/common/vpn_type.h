@@ -1,4 +1,4 @@
-// The kinds of VPN services, one bit each.
+// The kinds of VPN services, one bit each. Published.
 #pragma once
 
 namespace harbex {

@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <string_view>
 
 #include "eventlog/nc_msg_db.h"
 #include "nas_event_log.h"
@@ -15,13 +16,20 @@ constexpr size_t kEntrySize = 1025;
 constexpr size_t kPrivilegesApplied = 3;
 constexpr size_t kPrivilegesRemoved = 4;
 
+void add_entry(std::string_view text, int type) {
+    naslog_event event{};
+    event.type = type;
+    text.copy(event.event_desc, sizeof event.event_desc - 1);
+    (void)naslog_event_add(&event);  // there is nobody to tell
+}
+
 [[gnu::format(printf, 2, 3)]] void add_formatted(int type, const char* format, ...) {
     char text[kEntrySize] = "";
     va_list arguments;
     va_start(arguments, format);
     vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
-    add_log(text, type);
+    add_entry(text, type);
 }
 
 void notify_user(size_t row, const std::string& user) {
@@ -31,10 +39,7 @@ void notify_user(size_t row, const std::string& user) {
 }  // namespace
 
 void add_log(const std::string& text, int type) {
-    naslog_event event{};
-    event.type = type;
-    text.copy(event.event_desc, sizeof event.event_desc - 1);
-    (void)naslog_event_add(&event);  // there is nobody to tell
+    add_entry(text, type);
 }
 
 void add_up_event_log(const char* a, const char* b, const char* c) {
