@@ -24,8 +24,8 @@ bool parse_arguments(int argc, char** argv, int count, std::string_view options,
 // Writes one line on standard error, whatever bytes `file` holds. Returns kExitFailed.
 int complain(std::string_view program, std::string_view file, std::string_view why);
 
-// What a command line that cannot be read gets: the usage on standard error and kExitUsage, or, when it asks for nothing
-// but help, on standard output and 0.
+// What a command line that cannot be read gets: the usage on standard error and kExitUsage, or, when it asks for
+// nothing but help, on standard output and 0.
 int usage(int argc, char** argv, std::string_view text);
 
 }  // namespace settings

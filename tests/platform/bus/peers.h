@@ -143,7 +143,8 @@ inline bool connect_socket(const Descriptor& fd, const char* service = kService)
 }
 
 inline bool send_bytes(const Descriptor& fd, std::string_view bytes) {
-    return bytes.empty() || send(fd.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
+    return bytes.empty() ||
+           send(fd.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
 }
 
 // A connection on which these bytes have been sent; none when that failed.
