@@ -75,8 +75,7 @@ TEST_F(CloudTokens, SaveAndHandOut) {
                                refresh + "\",\"token_type\":\"bearer\"}\nUNKNOWN access_token: " + access +
                                "\nUNKNOWN refresh_token: " + refresh);
     EXPECT_EQ(both(), access + " " + refresh);
-    const Answer got = call("Get_cloudtoken", "whatever");
-    EXPECT_EQ(got.reply + got.lines + requests(), envelope(kSuccess, quoted(access)));
+    EXPECT_EQ(call("Get_cloudtoken", "whatever").reply + requests(), envelope(kSuccess, quoted(access)));
 }
 
 TEST_F(CloudTokens, SaveRefuses) {
@@ -91,13 +90,10 @@ TEST_F(CloudTokens, SaveRefuses) {
     expect_requests("Save_cloudtoken",
                     {{"", 1010, nothing, nothing},
                      {"oauth", 1003, no_json, no_json},
-                     {R"(["oauth_response_encoded"])", 1003, missing, missing},
                      {R"({"oauth_response_encoded": 5})", 1003, missing, missing},
                      {save_request("%%%%"), 1010, failed, "Invalid ciphertext length 0"},
-                     {base64(47), 1010, failed, "Invalid ciphertext length 47"},
                      {base64(16), 1010, failed, "Failed to parse JSON: " + parser_text("")},
                      {sealed(filled), 1010, failed, "Failed to parse JSON: " + parser_text(good + "\4")},
-                     {sealed(R"({"refresh_token": "r"})"), 1010, failed, kNoTokens},
                      {sealed(R"({"access_token": "a.1"})"), 1010, failed, kNoTokens},
                      {sealed(tokens(R"(a\nb = c)", "r")), 1010, failed, "Failed to set VELLUM_TOKEN"}});
     const std::string with_rest = good + std::string(1, '\0') + "and more";
@@ -139,7 +135,6 @@ TEST_F(CloudTokens, RenewalThatFails) {
     sign_nas_in("--expires-in -1");
     expect_faults(kRefreshPath, "Refresh_cloudtoken", "",
                   {{"status:500", 1010, kNotRefreshed, "Failed to call refresh API"},
-                   {"body:<", 1010, kNotRefreshed, "Failed to parse JSON: " + parser_text("<")},
                    {R"(body:{"result": 5})", 1010, kNotRefreshed, "No 'result' string in refresh response"},
                    {renewal("{}"), 1010, kNotRefreshed, kNoTokens + "\nFailed to save cloud token"}});
     const std::string end = "\nFailed to refresh vellum_token";
@@ -148,15 +143,6 @@ TEST_F(CloudTokens, RenewalThatFails) {
                    {"VELLUM_REFRESH_TOKEN", 1010, kNotGot, "Failed to get refresh token" + end}});
     expect_faults(kSetcfg, "Get_cloudtoken", "",
                   {{"*", 1010, kNotGot, "Failed to set VELLUM_TOKEN\nFailed to save cloud token" + end}});
-    // The second reading is judged like the first, but for its time.
-    const Row renewed[] = {{"", 1010, kNotGot, "vellum_token is empty"},
-                           {"expired.1", kSuccess, quoted("expired.1"), ""}};
-    for (const Row& row : renewed) {
-        set_setting(kBidConf, "VELLUM_TOKEN", "old.1");
-        const Broken cloud(kRefreshPath, renewal(tokens(row.given, "r")));
-        expect_call("Get_cloudtoken", "", row);
-    }
-    EXPECT_EQ(both(), "expired.1 r");
 }
 
 // A renewal of the account token that has begun goes on once this ends.

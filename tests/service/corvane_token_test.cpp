@@ -77,8 +77,6 @@ TEST_F(CorvaneTokens, StoredTokenIsJudgedByItsTime) {
         EXPECT_EQ(answer.lines.substr(0, stale.size()),
                   c.number.empty() ? "DEBUG corvane_token is not expired" : stale);
     }
-    store("", std::to_string(now));
-    expect_call("Get_corvanetoken", kRequest, {"fresh and empty", kSuccess, quoted(""), ""});
     const Broken tool(kGetcfg, "CORVANE_TOKEN_LAST_SEEN");
     EXPECT_NE(call("Get_corvanetoken", kRequest).reply, envelope(kSuccess, quoted(""))) << "stale without a time";
 }
@@ -91,12 +89,10 @@ TEST_F(CorvaneTokens, LoginThatFails) {
     expect_requests("Get_corvanetoken",
                     {{"", 1010, "No input data", "No data received from bs_io"},
                      {"org", 1010, "Invalid JSON input", "Failed to parse input JSON: " + parser_text("org")},
-                     {R"(["orgId"])", 1010, invalid, no_org},
                      {R"({"orgId": 7})", 1010, invalid, no_org}});
     expect_faults("cloud:/cvnms/nmsuser/api/v1/edge/login", "Get_corvanetoken", kRequest,
                   {{"refuse", 1010, kFailed, kLogin + "easycurl failed, err = 7" + kEnd},
                    {"body:{", 1010, kFailed, kLogin + "Failed to parse JSON: " + parser_text("{") + kEnd},
-                   {"body:[]", 1010, kFailed, no_token},
                    {R"(body:{"corvaneToken": 5})", 1010, kFailed, no_token},
                    {R"(body:{"corvaneToken": "t\nb = c"})", 1010, kFailed,
                     "Failed to save corvaneToken to corvane.conf" + kEnd}});
@@ -129,8 +125,6 @@ TEST_F(CorvaneTokens, OnlyTheLoginMayDoWithoutCertificates) {
     switch_checks("true");
     EXPECT_TRUE(call("Get_corvanetoken", kRequest).reply.starts_with(R"({"data": "ct1-)"));
     expect_call("Update_org_name", "", {"name", 1010, "Failed org info query", kNoName + "org-7f3a1c"});
-    expect_call("Refresh_cloudtoken", "",
-                {"refresh", 1010, "Failed to refresh cloud token", "Failed to call refresh API"});
 }
 
 TEST_F(CorvaneTokens, OrganisationsName) {
@@ -147,7 +141,6 @@ TEST_F(CorvaneTokens, OrganisationsName) {
     expect_faults(
         "cloud:/v1.2/organization/*", "Update_org_name", "",
         {{"status:404,body:{}", 1010, "Failed org info query", kNoName + "org-b41d92"},
-         {"body:name", 1003, "Invalid org info JSON", "Failed to parse org json: " + parser_text("name")},
          {R"(body:{"result": "name"})", 1003, "Missing org result field", "No valid 'result' object in org info"},
          {R"(body:{"result": {"name": 5}})", 1003, "Missing org name field", "No valid 'name' field in org info"},
          {R"(body:{"result": {"name": "a\nb"}})", kNoReply, "", "Failed to set CORVANE_ORG_NAME in corvane.conf"}});

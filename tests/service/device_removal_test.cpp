@@ -41,10 +41,8 @@ TEST_F(DeviceRemoval, SupernodeHalts) {
             return Row{how, 1004, what + " corvane_expressd." + method, what + " corvane_expressd." + method};
         };
         expect_faults("corvane_expressd." + method, "Supernode_halt", "",
-                      {failure("body:", "Failed to read response from"),
-                       failure(R"(body:{"error":22})", "Failed to check bsh response from"),
-                       failure("close", "Fail to execute")});
-        EXPECT_EQ(edge_calls(), method[0] == 'S' ? "" : send + send + send) << "nothing behind what failed";
+                      {failure("body:", "Failed to read response from"), failure("close", "Fail to execute")});
+        EXPECT_EQ(edge_calls(), method[0] == 'S' ? "" : send + send) << "nothing behind what failed";
     }
 }
 
@@ -64,8 +62,6 @@ TEST_F(DeviceRemoval, UnregistersFromTheCloud) {
                                 "\nDEBUG orgId: org-7f3a1c\nDEBUG corvane_token is not expired\n"
                                 "DEBUG corvaneToken obtained successfully");
     EXPECT_EQ(stored(kBidConf, "bid_token_status"), "already_join_corvane") << "is not this method's";
-    expect_faults("cloud:/cvnms/bthings/api/v1/devices/*", "Device_unregister_from_nas", "",
-                  {{"status:204", kSuccess, quoted(""), ""}});
     // With more and more missing, the first step that fails tells.
     (void)requests();
     set_setting(kCorvaneConf, "CORVANE_TOKEN_LAST_SEEN", "0");

@@ -82,10 +82,7 @@ TEST_F(Lifecycle, LeftOverPidFiles) {
     const std::string stale = "DEBUG Removing stale PID file (process " + dead + " not found)";
     const std::pair<std::string, std::string> cases[] = {
         {"0", invalid},
-        {"-17", invalid},
         {"harbex", invalid},
-        {"99999999999", invalid},
-        {dead, stale},
         {dead + "abc\n", stale},
         {self, "DEBUG PID " + self + " is different process (" + fs::read_symlink("/proc/self/exe").string() +
                    "), cleaning up stale PID file"},
@@ -124,11 +121,6 @@ TEST_F(Lifecycle, LogFollowsTheInstallPath) {
         EXPECT_EQ(log.lines().size(), 3U) << path;
         fs::remove(kPidFile);
     }
-    const ReplacedTool getcfg("/sbin/getcfg", "echo /nowhere");
-    const Finished end = run_program({kDaemonProgram});
-    EXPECT_EQ(std::to_string(end.status) + end.err,
-              "1Failed to open log file: /nowhere/var/log/harbex_network_service.log\n");
-    EXPECT_FALSE(fs::exists(kPidFile));
 }
 
 }  // namespace

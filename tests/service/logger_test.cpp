@@ -45,7 +45,6 @@ TEST(RotationDue, AfterMoreThanAMinute) {
 class ServiceLogRotation : public testing::Test {
 protected:
     static constexpr size_t kLimit = 2097152;
-    static constexpr const char* kNewInstallPath = "/opt/moved";
 
     ServiceLogRotation() { clear(); }
     ~ServiceLogRotation() override { clear(); }
@@ -83,23 +82,6 @@ TEST_F(ServiceLogRotation, ByTheFirstCallThatFindsItsMethodThenNotWithinAMinute)
     fill_log();
     ASSERT_TRUE(call_20_times());
     EXPECT_FALSE(has_generation("2"));
-}
-
-TEST_F(ServiceLogRotation, SmallLogIsReopenedWhereverItStandsNow) {
-    Daemon daemon;
-    const std::string head = read_text(kDaemonLog);
-    ASSERT_TRUE(call_20_times());
-    EXPECT_TRUE(read_text(kDaemonLog).starts_with(head));
-    EXPECT_FALSE(has_generation("1"));
-    (void)daemon.stop();
-
-    const std::string log = std::string(kNewInstallPath) + "/var/log/harbex_network_service.log";
-    fs::create_directories(fs::path(log).parent_path());
-    Daemon moving;
-    const ReplacedTool getcfg("/sbin/getcfg", "echo " + std::string(kNewInstallPath));
-    ASSERT_TRUE(call_until([&] { return read_text(log).find("log_absolute_path: " + log) != std::string::npos; }));
-    (void)moving.stop();
-    fs::remove_all(kNewInstallPath);
 }
 
 TEST_F(ServiceLogRotation, LogThatCannotBeReopenedEndsTheDaemon) {
