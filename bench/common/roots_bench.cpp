@@ -55,6 +55,7 @@ double request_us() {
 double later_request_us() {
     (void)request_us();
     std::vector<double> times;
+    times.reserve(kLaterRequests);
     for (int request = 0; request < kLaterRequests; ++request)
         times.push_back(request_us());
     return bench::median(times);
