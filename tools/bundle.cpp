@@ -133,7 +133,7 @@ Outcome bundle(Call& call) {
     Tar tar(file.get());
     fill(tar);
     if (!tar.close() || fsync(file.get()) != 0) {
-        const Outcome outcome = cannot_write(path);
+        Outcome outcome = cannot_write(path);
         (void)unlink(path.c_str());
         return outcome;
     }
