@@ -11,9 +11,11 @@ if(HARBEX_ARMHF_ROOT AND NOT IS_DIRECTORY "${HARBEX_ARMHF_ROOT}/usr/lib/${CMAKE_
 endif()
 set(ENV{PKG_CONFIG_LIBDIR} ${HARBEX_ARMHF_ROOT}/usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}/pkgconfig)
 # Notes about compilers of ten years ago; every part is built by this one.
-set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
+set(CMAKE_CXX_FLAGS_INIT "-Wno-psabi -Wcast-align=strict")
 if(HARBEX_ARMHF_ROOT)
     set(ENV{PKG_CONFIG_SYSROOT_DIR} ${HARBEX_ARMHF_ROOT})
+    list(APPEND CMAKE_PREFIX_PATH ${HARBEX_ARMHF_ROOT}/usr)
+    set(CMAKE_CROSSCOMPILING_EMULATOR /usr/bin/qemu-arm-static -L ${HARBEX_ARMHF_ROOT})
     string(APPEND CMAKE_CXX_FLAGS_INIT " -isystem ${HARBEX_ARMHF_ROOT}/usr/include/${CMAKE_LIBRARY_ARCHITECTURE}")
     foreach(folder usr/lib lib)
         set(libraries ${HARBEX_ARMHF_ROOT}/${folder}/${CMAKE_LIBRARY_ARCHITECTURE})
