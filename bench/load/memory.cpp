@@ -1,5 +1,9 @@
-// What the daemon's own memory does over many calls and after large requests.
+// What the daemon's own memory is before its first call, and what it does over many calls and after large requests.
 //   bench_memory
+#include <fcntl.h>
+#include <signal.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -56,12 +60,33 @@ void call_large() {
     });
 }
 
+double private_kib(pid_t pid) {
+    return bench::memory_kib(pid, "Private_Clean") + bench::memory_kib(pid, "Private_Dirty");
+}
+
+// Of a program that links the daemon's libraries and does nothing.
+double idle_program_kib() {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) return 0;
+    const pid_t child = harbex::test::start_program({IDLE_PROGRAM}, ends[1], STDERR_FILENO);
+    close(ends[1]);
+    char byte = 0;
+    (void)!read(ends[0], &byte, 1);  // until it closes its end
+    close(ends[0]);
+    const double kib = private_kib(child);
+    kill(child, SIGKILL);
+    (void)harbex::test::wait_for(child);
+    return kib;
+}
+
 }  // namespace
 
 int main() {
     bench::prepare_nas();
     const harbex::test::Daemon daemon;
     if (!daemon.serving()) return 1;
+    const double idle_kib = private_kib(daemon.pid());
+    const double floor_kib = idle_program_kib();
     const auto anonymous_kib = [&] {
         std::this_thread::sleep_for(std::chrono::seconds(1));  // the daemon tidies up behind its replies
         return bench::memory_kib(daemon.pid(), "Anonymous");
@@ -75,6 +100,9 @@ int main() {
     call_large();
     const double large_kib = anonymous_kib();
 
+    // Nearly all of the floor are the libraries' tables of addresses, filled in as they are loaded.
+    bench::report("idle daemon, private memory / its libraries alone", idle_kib, floor_kib, "KiB",
+                  idle_kib / floor_kib, 1.5);
     bench::report("anonymous memory, 110,000 calls / 10,000", more_kib, first_kib, "KiB", more_kib / first_kib, 1.02);
     bench::report("anonymous memory, large requests - none, MiB", large_kib, more_kib, "KiB",
                   (large_kib - more_kib) / 1024, 2);
