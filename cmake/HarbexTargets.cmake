@@ -16,6 +16,9 @@ target_compile_options(harbex_flags INTERFACE
     # No path of the building machine in what is built.
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
 target_link_options(harbex_flags INTERFACE -Wl,--gc-sections -Wl,--as-needed)
+if(HARBEX_TIME_BITS)
+    target_compile_definitions(harbex_flags INTERFACE _TIME_BITS=${HARBEX_TIME_BITS})
+endif()
 if(HARBEX_WERROR)
     target_compile_options(harbex_flags INTERFACE -Werror)
 endif()
@@ -75,7 +78,11 @@ function(harbex_test name)
     if(ARG_BARE)
         set(needs --bare)
     endif()
+    set(nas ${CMAKE_BINARY_DIR})
+    if(CMAKE_CROSSCOMPILING)
+        set(nas ${CMAKE_BINARY_DIR}/nas)  # see tests/armhf
+    endif()
     add_test(NAME ${name} COMMAND ${HARBEX_TEST_LAUNCHER} ${PROJECT_SOURCE_DIR}/appliance/appliance
-        --build ${CMAKE_BINARY_DIR} ${needs} -- $<TARGET_FILE:${name}>)
+        --build ${nas} ${needs} -- ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${name}> ${HARBEX_TEST_ARGUMENTS})
     set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} SKIP_RETURN_CODE 77)
 endfunction()

@@ -66,7 +66,8 @@ protected:
         return call_until([&] { return ++calls == 20; });
     }
     static void fill_log() {
-        std::ofstream(kDaemonLog, std::ios::app) << std::string(kLimit - fs::file_size(kDaemonLog) - 1, 'x') << "\n";
+        std::ofstream(kDaemonLog, std::ios::app)
+            << std::string(kLimit - static_cast<size_t>(fs::file_size(kDaemonLog)) - 1, 'x') << "\n";
     }
 };
 
