@@ -45,6 +45,7 @@ bool run_action(const std::string& name, const std::vector<std::string>& words, 
         std::vector<std::string> program = action.program;
         program.insert(program.end(), words.begin(), words.end());
         std::vector<char*> arguments;
+        arguments.reserve(program.size() + 1);
         for (std::string& word : program)
             arguments.push_back(word.data());
         arguments.push_back(nullptr);

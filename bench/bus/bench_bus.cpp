@@ -33,6 +33,7 @@ struct Crowd {
 Crowd measure_crowd(const Exchange& exchange, const std::string& request) {
     std::vector<std::vector<double>> times_us(kClients);
     std::vector<std::thread> clients;
+    clients.reserve(kClients);
     std::atomic<bool> go = false;
     for (std::vector<double>& own : times_us)
         clients.emplace_back([&] {
