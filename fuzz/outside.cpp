@@ -75,7 +75,8 @@ void harbex::service::Logger::Log(LogLevel, const char* fmt, ...) noexcept {
     char line[256];
     va_list arguments;
     va_start(arguments, fmt);
-    (void)std::vsnprintf(line, sizeof line, fmt, arguments);
+    // The analyser does not see va_start here.
+    (void)std::vsnprintf(line, sizeof line, fmt, arguments);  // NOLINT(clang-analyzer-valist.Uninitialized)
     va_end(arguments);
 }
 
