@@ -52,6 +52,20 @@ if(TARGET NetworkService)
     install(TARGETS bsh RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT platform)
     install(TARGETS getcfg setcfg NetworkService notify RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT platform)
 endif()
+if(TARGET cloud)
+    # The whole simulated NAS: its scripts and files, and the programs that it puts into their places inside.
+    set(appliance_folder ${CMAKE_INSTALL_DATADIR}/harbex/appliance)
+    install(DIRECTORY appliance/rootfs DESTINATION ${appliance_folder} COMPONENT appliance USE_SOURCE_PERMISSIONS)
+    install(PROGRAMS appliance/appliance appliance/appliance-service appliance/boot appliance/cloudctl appliance/enter
+        appliance/fault appliance/in-place appliance/road appliance/signin
+        DESTINATION ${appliance_folder} COMPONENT appliance)
+    install(FILES appliance/bus_methods appliance/credentials DESTINATION ${appliance_folder} COMPONENT appliance)
+    install(PROGRAMS appliance/console/serve DESTINATION ${appliance_folder}/console COMPONENT appliance)
+    install(FILES appliance/console/page.html DESTINATION ${appliance_folder}/console COMPONENT appliance)
+    install(TARGETS NetworkService bsh bus_fault cloud console corvane_expressd edge_state_tool getcfg harbex_network_service
+        harbexctl notify setcfg vellum_organization_tool
+        RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/harbex/appliance/bin COMPONENT appliance)
+endif()
 file(GLOB descriptions CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/share/harbex/*.json)
 install(FILES ${descriptions} DESTINATION ${CMAKE_INSTALL_DATADIR}/harbex COMPONENT application)
 install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT application)

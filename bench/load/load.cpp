@@ -131,7 +131,7 @@ Outcome run_clients(std::chrono::duration<double> length, unsigned slice, int ch
 }  // namespace
 
 int main(int argc, char** argv) {
-    const double seconds = argc > 1 ? std::atof(argv[1]) : 60;
+    const double seconds = argc > 1 ? std::strtod(argv[1], nullptr) : 60;
     bench::prepare_nas();
     harbex::test::Daemon daemon;
     if (!daemon.serving()) return 1;

@@ -84,5 +84,13 @@ used() { # PROGRAM
 check RunsWithPkgConfig used "$work/with_pkg_config"
 check RunsWithCMake used "$work/consumer/build/with_cmake"
 
+# The simulated NAS, installed, needs nothing of the checkout.
+installed_appliance() {
+    cmake --install "$build" --prefix "$work/whole" && cd / &&
+        [ "$("$work/whole/share/harbex/appliance/appliance" -- bsh --list harbex_network_service | wc -l)" -eq 15 ] &&
+        "$work/whole/share/harbex/appliance/appliance" -- bash -c '! grep -rqs "$0" /run/appliance' "$checkout/appliance"
+}
+check InstalledAppliance installed_appliance
+
 echo "[  PASSED  ] $passed tests."
 [ "$failed" -eq 0 ] || { echo "[  FAILED  ] $failed tests, listed above"; exit 1; }
