@@ -3,7 +3,9 @@
 #include <time.h>
 
 #include <array>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 
 #include "common/json.h"
@@ -55,7 +57,7 @@ size_t build_jansson() {
         json_object_set_new(document.get(), kNames[i].counter,
                             json_integer(static_cast<long long>(i) * 1234567890123LL));
     }
-    const harbex::JsonTextOwner text(json_dumps(document.get(), JSON_COMPACT));
+    const std::unique_ptr<char, decltype(&std::free)> text(json_dumps(document.get(), JSON_COMPACT), &std::free);
     return std::strlen(text.get());
 }
 

@@ -43,14 +43,16 @@ void grow_with_clients() {
     });
 }
 
+void log_line() {
+    using harbex::system::_iot_lock_fd;
+    HARBEXLOG(HARBEXLOG_INFO, "A line of %s\n", "the measurement");
+}
+
 void grow_with_log() {
     std::snprintf(__log_file__, sizeof __log_file__, "%s", "/tmp/bench_growth.log");
     bench::grow("a trace statement, bytes in the log", {kKiB, 64 * kKiB, 1024 * kKiB, 2000 * kKiB}, [](size_t size) {
         std::ofstream(__log_file__) << std::string(size, '\n');
-        return bench::time_each_us(200, [] {
-            using harbex::system::_iot_lock_fd;
-            HARBEXLOG(HARBEXLOG_INFO, "A line of %s\n", "the measurement");
-        });
+        return bench::time_each_us(200, log_line);
     });
     std::filesystem::remove(__log_file__);
 }

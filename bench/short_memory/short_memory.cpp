@@ -88,7 +88,7 @@ bool starve(const bench::Method& method, bench::AllocatorPage& page, double seco
 }  // namespace
 
 int main(int argc, char** argv) {
-    const double seconds = argc > 1 ? std::atof(argv[1]) : 600;
+    const double seconds = argc > 1 ? std::strtod(argv[1], nullptr) : 600;
     bench::AllocatorPage& page = *make_page();
     bench::prepare_nas();
     harbex::test::Daemon daemon(preload);
