@@ -1,7 +1,8 @@
 # Turns a credentials file into a source file of scrambled byte tables. The file has three lines: app_id= (24 characters),
 # app_secret= (32) and provider= (3), in any order, and what comments begin with #. As a script:
 #   cmake -DHARBEX_CREDENTIALS=FILE -DOUTPUT=FILE.cpp -P Credentials.cmake
-# No message ever shows a value.
+# No message ever shows a value; as a script it needs the policies of a project for that.
+cmake_minimum_required(VERSION 3.25)
 
 # harbex_scramble(HEX KEY OUT): "c1 c2 … " (two digits and a blank a byte) to the scrambled bytes of a C table.
 function(harbex_scramble hex key out)
