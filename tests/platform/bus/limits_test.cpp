@@ -1,4 +1,3 @@
-// What a service does not let its callers do to it.
 #include <sys/stat.h>
 
 #include "peers.h"
@@ -42,6 +41,7 @@ TEST(Limits, StalledPeersAreDroppedAtTheirDeadline) {
     for (const Descriptor& peer : stalled)
         EXPECT_EQ(receive_all(peer), "");
     EXPECT_GE(std::chrono::steady_clock::now() - start, 4900ms) << "a slow client has five seconds";
+    EXPECT_TRUE(service.has_open(0));
     EXPECT_EQ(service.traffic().late, 4u);
 }
 
