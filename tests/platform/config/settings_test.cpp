@@ -102,6 +102,8 @@ TEST_F(Settings, ProfileString) {
 }
 
 TEST_F(Settings, ModeAndOwnerStay) {
+    const nas::Descriptor reader(open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ASSERT_EQ(flock(reader.get(), LOCK_EX), 0) << "who may only read the folder stops nobody";
     umask(0777);
     EXPECT_EQ(set("s", "a", "1", file_).status, 0);
     umask(022);
