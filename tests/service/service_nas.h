@@ -1,5 +1,3 @@
-// The NAS with a daemon of its own: calls are judged by their replies, the daemon's log, what the cloud saw and what
-// the settings hold.
 #pragma once
 
 #include <algorithm>
@@ -72,14 +70,13 @@ protected:
         EXPECT_EQ(answer.reply, envelope(row.code, row.words)) << method << ": " << row.given;
         EXPECT_EQ(answer.errors, row.errors) << method << ": " << row.given;
     }
-    // One call a row with the request that is given; none of them changes a setting.
+    // None of these changes a setting.
     void expect_requests(const std::string& method, const std::vector<Row>& rows) {
         const std::string before = all_settings();
         for (const Row& row : rows)
             expect_call(method, row.given, row);
         EXPECT_EQ(all_settings(), before) << method;
     }
-    // The same request while `part` fails in the way that is given.
     void expect_faults(const std::string& part, const std::string& method, const std::string& request,
                        const std::vector<Row>& rows) {
         const std::string before = all_settings();
@@ -117,12 +114,10 @@ private:
     std::chrono::steady_clock::time_point started_;
 };
 
-// With a network manager that says what it is told to, beside the appliance's own edge daemon.
 class EdgeNas : public ServiceNas {
 protected:
     static constexpr const char* kGateways = "api.get_currentGWinfo";
     static constexpr const char* kCounters = "interfaces_monitor.get_info_interfaces";
-
     static void SetUpTestSuite() {
         ServiceNas::SetUpTestSuite();
         ASSERT_EQ(shell("appliance-service stop NetworkService").status, 0);

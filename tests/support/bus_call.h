@@ -1,4 +1,3 @@
-// One call over the bus, its reply as text and parsed.
 #pragma once
 
 #include <bsvc.h>

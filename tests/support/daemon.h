@@ -1,4 +1,3 @@
-// The real daemon, started, watched and stopped from outside, with what it wrote to its log.
 #pragma once
 
 #include <signal.h>
@@ -54,7 +53,7 @@ public:
         : out_(memfd_create("out", MFD_CLOEXEC)),
           err_(memfd_create("err", MFD_CLOEXEC)),
           pid_(start_program({kDaemonProgram, "foreground"}, out_, err_, prepare)) {
-        serving_ = wait_until([this] { return answers() || has_ended(); }) && !has_ended();
+        serving_ = wait_until(answers);
     }
     ~Daemon() {
         if (pid_ > 0) (void)stop();
@@ -96,11 +95,6 @@ public:
     }
 
 private:
-    bool has_ended() const {
-        siginfo_t info{};
-        return waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0;
-    }
-
     int out_;
     int err_;
     pid_t pid_;

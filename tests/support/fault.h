@@ -1,4 +1,3 @@
-// A part of the appliance that fails for a while.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -1,4 +1,3 @@
-// Whole files, written and read back.
 #pragma once
 
 #include <filesystem>

@@ -1,4 +1,3 @@
-// What a log gained since a reader was made or last asked; the shared trace log or the daemon's own.
 #pragma once
 
 #include <regex>
@@ -27,6 +26,7 @@ inline std::vector<std::string> log_lines(const std::string& text) {
     return lines;
 }
 
+// What a log gained since the reader was made or last asked.
 class LogReader {
 public:
     explicit LogReader(std::string path = __log_file__) : path_(std::move(path)) { (void)lines(); }

@@ -1,5 +1,3 @@
-// The NAS of the full appliance in a known state, the cloud beside it, what is made to fail there, and what a step
-// left.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -118,23 +116,21 @@ protected:
         return seen;
     }
 
-    // A request with its own header lines, without those that the transfer library adds, and its body.
-    static std::string request_text(const json_t* record) {
-        std::string text = at(record, {"method"}) + " " + at(record, {"host"}) + at(record, {"target"}) + "\n";
-        size_t index = 0;
-        json_t* line = nullptr;
-        json_array_foreach(json_object_get(record, "headers"), index, line) {
-            const std::string header = json_string_value(line);
-            if (!header.starts_with("Host:") && !header.starts_with("Accept:") && !header.starts_with("Content-Le"))
-                text += header + "\n";
-        }
-        return text + at(record, {"body"});
-    }
-    // The same for all since the last look.
+    // The same with their own header lines, without those that the transfer library adds, and their bodies.
     static std::vector<std::string> request_texts() {
         std::vector<std::string> texts;
-        for (const JsonOwner& record : recorded_requests())
-            texts.push_back(request_text(record.get()));
+        for (const JsonOwner& owner : recorded_requests()) {
+            const json_t* record = owner.get();
+            texts.push_back(at(record, {"method"}) + " " + at(record, {"host"}) + at(record, {"target"}) + "\n");
+            size_t index = 0;
+            json_t* line = nullptr;
+            json_array_foreach(json_object_get(record, "headers"), index, line) {
+                const std::string text = json_string_value(line);
+                if (!text.starts_with("Host:") && !text.starts_with("Accept:") && !text.starts_with("Content-Le"))
+                    texts.back() += text + "\n";
+            }
+            texts.back() += at(record, {"body"});
+        }
         return texts;
     }
 

@@ -1,4 +1,3 @@
-// What operations make of what they are given, as rows, and the driver for those that ask a peer on the bus once.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -39,7 +38,6 @@ inline std::string print_text(JsonValue& document) {
     return found;
 }
 
-// An operation on an output that holds something before.
 inline const std::string kKept = R"({"kept":1})";
 template <typename Operation>
 Outcome on_text(Operation operation, std::string text = "before") {

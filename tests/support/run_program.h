@@ -1,4 +1,3 @@
-// Programs run to their end, with what they left behind.
 #pragma once
 
 #include <signal.h>
