@@ -15,6 +15,8 @@ namespace {
 thread_local long until_failure = -1;  // allocations of this thread before the one that fails; -1: none does
 }
 
+// Optimising, GCC takes these two for a pair that does not belong together.
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
 void* operator new(size_t size) {
     if (until_failure >= 0 && until_failure-- == 0) throw std::bad_alloc();
     if (void* memory = std::malloc(size)) return memory;
