@@ -41,6 +41,11 @@ inline std::string text_of(bs_io* io) {
     return bytes == nullptr ? "" : std::string(bytes, length);
 }
 
+inline void set_text(bs_io* io, std::string_view text) {
+    bs_io_realloc(io, 0);
+    bs_io_write(io, text.data(), text.size());
+}
+
 struct Outcome {
     int result;
     std::string text;  // the reply, or the request that is still there
@@ -49,17 +54,25 @@ struct Outcome {
 inline Outcome call(const std::string& method, std::string_view body = "", int timeout_s = 20,
                     const char* service = kService) {
     const Stream io(bs_io_create());
-    bs_io_write(io.get(), body.data(), body.size());
+    set_text(io.get(), body);
     const int result = bs_call(service, method.c_str(), io.get(), timeout_s, -1);
     return {result, text_of(io.get())};
 }
 
+// Waits for something that is about to happen; false when it does not within a time no healthy machine needs.
 inline bool eventually(const std::function<bool()>& condition) {
     for (int i = 0; i < 3000 && !condition(); ++i)
         std::this_thread::sleep_for(5ms);
     return condition();
 }
 
+inline void in_threads(int count, const std::function<void(int number)>& work) {
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < count; ++i)
+        threads.emplace_back(work, i);
+}
+
+// A process of its own for what changes the signals, or the user, of a whole process; 0 is its success.
 inline int run_apart(const std::function<int()>& body) {
     const pid_t child = fork();
     if (child == 0) _exit(body());
@@ -70,6 +83,7 @@ inline ptrdiff_t open_descriptors() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
+// What handlers do and tests look at.
 inline std::atomic<int> handlers_inside{0};
 inline std::atomic<bool> held{false};
 inline std::atomic<int> self_call_result{-1};
@@ -81,12 +95,14 @@ inline void serve(const char* method, bs_io* io, int fd) {
         std::this_thread::sleep_for(1ms);
     if (name == "produce") bs_io_realloc(io, std::strtoul(text_of(io).c_str(), nullptr, 10));
     if (name == "hold_and_call") self_call_result = bs_call(kService, "echo", io, 20, -1);
+    if (name == "nest" && bs_call(kService, "echo", io, 60, -1) != 0) set_text(io, "nested call failed");
     if (name != "silent") (void)bs_reply(io);
     close(fd);
     bs_io_free(io);
     --handlers_inside;
 }
 
+// A service in a thread of its own, stopped and freed at the end of the scope.
 class Running {
 public:
     explicit Running(int workers = 4, const char* name = kService)
@@ -95,6 +111,8 @@ public:
         stop();
         bs_free(service_);
     }
+    Running(const Running&) = delete;
+    void operator=(const Running&) = delete;
 
     bs_service* get() const { return service_; }
     const Traffic& traffic() const { return service_->traffic(); }
@@ -119,19 +137,24 @@ inline sockaddr_un address_of(const char* service = kService) {
     return address;
 }
 
+inline bool connect_socket(const Descriptor& fd, const char* service = kService) {
+    const sockaddr_un address = address_of(service);
+    return connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+}
+
 inline bool send_bytes(const Descriptor& fd, std::string_view bytes) {
     return bytes.empty() ||
            send(fd.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
 }
 
+// A connection on which these bytes have been sent; none when that failed.
 inline Descriptor raw_peer(std::string_view bytes = "", const char* service = kService) {
     Descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const sockaddr_un address = address_of(service);
-    if (connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 || !send_bytes(fd, bytes))
-        fd.reset();
+    if (!connect_socket(fd, service) || !send_bytes(fd, bytes)) fd.reset();
     return fd;
 }
 
+// All that comes until the peer closes; "(nothing)" when it neither sends nor closes.
 inline std::string receive_all(const Descriptor& fd) {
     std::string all;
     for (char chunk[4096];;) {
@@ -156,6 +179,7 @@ inline std::string reply_bytes(std::string_view body) {
     return bytes_of(make_reply_header(body.size())).append(body);
 }
 
+// A socket bound to a service's name; closed, it leaves what a dead service leaves.
 inline Descriptor bound_socket(const char* service = kService) {
     const sockaddr_un address = address_of(service);
     std::filesystem::create_directories("/var/run/bsvc");
@@ -165,6 +189,7 @@ inline Descriptor bound_socket(const char* service = kService) {
     return fd;
 }
 
+// Stands behind the service's name for one caller and keeps no rule of the bus but what `behave` does.
 inline std::jthread raw_service(std::function<void(const Descriptor& caller)> behave) {
     Descriptor listener = bound_socket();
     EXPECT_EQ(listen(listener.get(), 8), 0);
