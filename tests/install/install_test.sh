@@ -22,6 +22,17 @@ check() { # NAME COMMAND …
     fi
 }
 
+refused() { # WORDS OPTION …
+    local words=$1
+    shift
+    rm -rf "$work/wrong"
+    ! cmake -G Ninja -S "$checkout" -B "$work/wrong" "$@" >"$work/refusal" 2>&1 && grep -q "$words" "$work/refusal"
+}
+check UnknownPlatform refused "HARBEX_PLATFORM is host or nas, not 'moon'" -DHARBEX_PLATFORM=moon
+check NasWithoutCredentials refused "needs the application's own credentials" -DHARBEX_PLATFORM=nas
+check NoArmhfRoot refused "there are no armhf libraries in" \
+    -DCMAKE_TOOLCHAIN_FILE="$checkout/cmake/armhf.cmake" -DHARBEX_ARMHF_ROOT=/nowhere
+
 build_and_install() {
     cmake -G Ninja -S "$checkout" -B "$work/build" -DCMAKE_BUILD_TYPE=Release -DHARBEX_TOOLS=OFF -DHARBEX_APPLIANCE=OFF \
         -DCMAKE_INSTALL_PREFIX="$work/root" "${launcher[@]}" && cmake --build "$work/build" --target harbex &&
@@ -45,6 +56,20 @@ with_pkg_config() {
     c++ -std=c++20 -Wall -Wextra -Werror "$example" "${flags[@]}" -Wl,-rpath,"$work/root/lib" -o "$work/with_pkg_config"
 }
 check PkgConfig with_pkg_config
+with_cmake() {
+    mkdir -p "$work/consumer"
+    cat >"$work/consumer/CMakeLists.txt" <<TEXT
+cmake_minimum_required(VERSION 3.25)
+project(consumer LANGUAGES CXX)
+find_package(harbex 1 REQUIRED)
+add_executable(with_cmake $example)
+target_compile_features(with_cmake PRIVATE cxx_std_20)
+target_link_libraries(with_cmake harbex::harbex)
+TEXT
+    cmake -G Ninja -S "$work/consumer" -B "$work/consumer/build" -DCMAKE_PREFIX_PATH="$work/root" &&
+        cmake --build "$work/consumer/build"
+}
+check FindPackage with_cmake
 every_header() {
     find "$work/root/include/harbex" -name '*.h' -printf '#include <%P>\n' >"$work/all.cpp"
     c++ -std=c++20 -fsyntax-only -Wall -I"$work/root/include/harbex" "$work/all.cpp"
@@ -52,11 +77,12 @@ every_header() {
 check EveryHeaderStandsAlone every_header
 
 # On a NAS: the settings are read through its tools.
-used() {
+used() { # PROGRAM
     "$checkout/appliance/appliance" --build "$build" --bare -- bash -c "setcfg 'Join Corvane' CORVANE_ORG_NAME 'Field Office' \
-        -f /etc/config/harbex/corvane.conf && $work/with_pkg_config" | diff - <(printf '%-14s%s\n' organisation 'Field Office' region - address -)
+        -f /etc/config/harbex/corvane.conf && $1" | diff - <(printf '%-14s%s\n' organisation 'Field Office' region - address -)
 }
-check RunsWithPkgConfig used
+check RunsWithPkgConfig used "$work/with_pkg_config"
+check RunsWithCMake used "$work/consumer/build/with_cmake"
 
 # The simulated NAS, installed, needs nothing of the checkout.
 installed_appliance() {

@@ -22,6 +22,9 @@ void* operator new(size_t size) {
     if (void* memory = std::malloc(size)) return memory;
     throw std::bad_alloc();
 }
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
+    return until_failure >= 0 && until_failure-- == 0 ? nullptr : std::malloc(size);
+}
 void operator delete(void* memory) noexcept {
     std::free(memory);
 }
