@@ -42,6 +42,9 @@ void prepare_memory() {
     (void)mallopt(M_ARENA_MAX, 1);
     (void)mallopt(M_MMAP_THRESHOLD, kOwnMapping);
     (void)mallopt(M_TRIM_THRESHOLD, kOwnMapping);
+    // Sets the allocator's own figures up while there is one thread: the first question for them is not safe among
+    // more.
+    (void)mallinfo2();
     json_set_alloc_funcs(allocate_for_json, free);
     set_reserve_aside();
 }
