@@ -21,9 +21,9 @@ namespace harbex::tools {
 namespace {
 
 constexpr corvane::BusQuery kSaveToken{
-    .service = kNetworkService, .method = "Save_cloudtoken", .check_envelope = true};
+    .service = system::kNetworkService, .method = "Save_cloudtoken", .check_envelope = true};
 constexpr corvane::BusQuery kRefreshToken{
-    .service = kNetworkService, .method = "Refresh_cloudtoken", .check_envelope = true};
+    .service = system::kNetworkService, .method = "Refresh_cloudtoken", .check_envelope = true};
 
 int query(const corvane::BusQuery& call, const json_t* arguments = nullptr) {
     switch (corvane::query_service(call, arguments).stopped_at) {
@@ -84,11 +84,11 @@ Outcome token_refresh(Call&) {
 
 Outcome precheck(Call& call) {
     if (call.has("--look")) return look(call);
-    const bool was_there = access(kBidConf, F_OK) == 0;
+    const bool was_there = access(system::kBidConf, F_OK) == 0;
     (void)corvane::join_corvane_precheck(call.data);  // always NO_ERROR
-    if (was_there && access(kBidConf, F_OK) != 0 && !call.is_json)
+    if (was_there && access(system::kBidConf, F_OK) != 0 && !call.is_json)
         std::fprintf(stderr, "The sign-in was not followed by a join and is removed (%s); sign in again.\n",
-                     kBidConf);
+                     system::kBidConf);
     return NO_ERROR;
 }
 

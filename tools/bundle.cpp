@@ -104,7 +104,7 @@ std::string findings() {
 void fill(Tar& tar) {
     tar.add("versions.txt", versions());
     tar.add("doctor.txt", findings());
-    for (const char* settings : {kCorvaneConf, kBidConf, kPackagesConf})
+    for (const char* settings : {system::kCorvaneConf, system::kBidConf, system::kPackagesConf})
         add_file(tar, "settings/", settings, redacted_setting);
     std::string path;
     if (corvane::get_install_path(path) != NO_ERROR) return;

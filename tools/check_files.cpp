@@ -75,9 +75,9 @@ std::vector<Finding> check_files() {
         found.push_back({"install path", false, "not in the settings", "install the application again"});
         return found;
     }
-    found.push_back(check_agent(path + kAgentConfiguration));
-    found.push_back(check_settings(kBidConf, false));
-    found.push_back(check_settings(kCorvaneConf, true));
+    found.push_back(check_agent(path + system::kAgentConfiguration));
+    found.push_back(check_settings(system::kBidConf, false));
+    found.push_back(check_settings(system::kCorvaneConf, true));
     for (const std::string& directory : {path + "/var/log", std::string("/etc/config/harbex"),
                                          std::string("/var/run/bsvc"), std::string("/var/run/network")})
         found.push_back(check_directory(directory));

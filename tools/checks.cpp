@@ -26,9 +26,9 @@ struct Service {
     const char* remedy;
 };
 constexpr Service kServices[] = {
-    {kNetworkService, "start the application's daemon"},
-    {kNetworkManager, "start the NAS's network manager"},
-    {kEdgeDaemon, "/etc/init.d/corvane_express.sh start"},
+    {system::kNetworkService, "start the application's daemon"},
+    {system::kNetworkManager, "start the NAS's network manager"},
+    {system::kEdgeDaemon, "/etc/init.d/corvane_express.sh start"},
 };
 
 struct CloudHost {
@@ -69,7 +69,7 @@ Finding clock_against(const std::vector<CloudAnswer>& clouds, int64_t now) {
 }
 
 Finding judge_service(const Service& service, Life life, bool has_joined) {
-    const bool is_needed = service.name != std::string_view(kEdgeDaemon) || has_joined;
+    const bool is_needed = service.name != std::string_view(system::kEdgeDaemon) || has_joined;
     if (life == Life::kUp) return {service.name, true, "answers", ""};
     if (life == Life::kDown)
         return {service.name, !is_needed, is_needed ? "is not running" : "is not running; a join starts it",

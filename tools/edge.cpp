@@ -16,7 +16,7 @@ namespace harbex::tools {
 namespace {
 
 constexpr corvane::BusQuery kHaltSupernode{
-    .service = kNetworkService, .method = "Supernode_halt", .check_envelope = true};
+    .service = system::kNetworkService, .method = "Supernode_halt", .check_envelope = true};
 
 // Why no device can have the address; null when one can. That it lies in a network of this NAS the network manager
 // tells.
@@ -44,11 +44,13 @@ Outcome virtual_ip_set(Call& call) {
         return refused(ERR_CMD_FAILED, "'" + text + "' is no IPv4 address.");
     if (const char* const objection = objection_to(address))
         return refused(ERR_WRONG_VIRTUAL_IP, text + " " + objection + ".");
-    if (Outcome without = check_service(kNetworkManager, ERR_CMD_FAILED); without.code != NO_ERROR) return without;
+    if (Outcome without = check_service(system::kNetworkManager, ERR_CMD_FAILED); without.code != NO_ERROR)
+        return without;
     // Before the edge daemon is looked for: an address that cannot be is refused whatever runs.
     if (system::is_network_intersect(text.c_str(), system::kHostMask) == ERR_IP_POOL_CONFLICT)
         return ERR_WRONG_VIRTUAL_IP;
-    if (Outcome without = check_service(kEdgeDaemon, ERR_CMD_FAILED); without.code != NO_ERROR) return without;
+    if (Outcome without = check_service(system::kEdgeDaemon, ERR_CMD_FAILED); without.code != NO_ERROR)
+        return without;
     return corvane::modify_virtual_ip(text);
 }
 

@@ -22,7 +22,7 @@ Known read_known(const corvane::Setting& setting) {
 std::optional<bool> read_on_corvane() {
     std::string path;
     if (corvane::get_install_path(path) != NO_ERROR) return std::nullopt;
-    return std::ifstream(path + kAgentConfiguration).is_open();
+    return std::ifstream(path + system::kAgentConfiguration).is_open();
 }
 
 Source ask_life(const char* service, Life& life) {
@@ -105,9 +105,9 @@ Enrolment read_enrolment() {
 Facts collect_facts(Deadline deadline) {
     Facts facts;
     const std::vector<bool> answered =
-        ask_all({ask_life(kNetworkService, facts.daemon), ask_life(kNetworkManager, facts.manager),
-                 ask_life(kEdgeDaemon, facts.edge), ask_enrolment(facts), ask_gateway(facts), ask_cloud_status(facts),
-                 ask_hubs(facts), ask_tunnels(facts)},
+        ask_all({ask_life(system::kNetworkService, facts.daemon), ask_life(system::kNetworkManager, facts.manager),
+                 ask_life(system::kEdgeDaemon, facts.edge), ask_enrolment(facts), ask_gateway(facts),
+                 ask_cloud_status(facts), ask_hubs(facts), ask_tunnels(facts)},
                 deadline);
     facts.settings_answered = answered[3];
     facts.gateway_answered = answered[4];

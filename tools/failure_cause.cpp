@@ -103,7 +103,7 @@ Cause token_cause() {
 
 bool is_about_tokens(const Command& command, const Outcome& outcome, const LastExchange& last) {
     if (last.kind != LastExchange::Kind::kBusCall || last.result != BS_CALL_OK || last.status == 0) return false;
-    if (std::string_view(last.peer) != kNetworkService) return false;
+    if (std::string_view(last.peer) != system::kNetworkService) return false;
     return outcome.code == ERR_CORVANE_GETCLOUDTOKEN || outcome.code == ERR_CORVANE_GETCORVANETOKEN ||
            std::string_view(command.group) == "token";
 }

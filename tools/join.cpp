@@ -55,7 +55,7 @@ int name_resolved_region() {
 }
 
 Outcome show_plan_of_join(Call& call) {
-    const std::string conf = std::string(kCorvaneConf) + ": ";
+    const std::string conf = std::string(system::kCorvaneConf) + ": ";
     const std::string devices = corvane::get_corvane_api_url("/cvnms/bthings/api/v1/devices/ID");
     std::string path;
     (void)corvane::get_install_path(path);  // what cannot be read is left out of the paths
@@ -71,8 +71,8 @@ Outcome show_plan_of_join(Call& call) {
             {"write", conf + corvane::kRegionId.key + ", " + corvane::kRegionName.key + " (when the region is auto)"},
             {"request", "GET " + devices},
             {"request", "GET " + devices + "/cloudagent_cfg?format=json"},
-            {"write", "/etc/config/harbex/cloudagent.cfg, and a link to it at " + path + kAgentConfiguration},
-            {"write", std::string(kBidConf) + ": " + corvane::kBidTokenStatus.key},
+            {"write", "/etc/config/harbex/cloudagent.cfg, and a link to it at " + path + system::kAgentConfiguration},
+            {"write", std::string(system::kBidConf) + ": " + corvane::kBidTokenStatus.key},
             {"write", conf + corvane::kRouterTable.key + ", " + corvane::kSupernodeTable.key},
             {"script", std::string(corvane::kExpressScript) + " start"},
             {"write", path + "/etc/system/system_setting.json"},
@@ -82,7 +82,7 @@ Outcome show_plan_of_join(Call& call) {
 
 // What is missing before anybody is asked; NO_ERROR when nothing is.
 Outcome check_preconditions(const Enrolment& enrolment) {
-    if (Outcome without = check_service(kNetworkService, ERR_CORVANE_GETCLOUDTOKEN); without.code != NO_ERROR)
+    if (Outcome without = check_service(system::kNetworkService, ERR_CORVANE_GETCLOUDTOKEN); without.code != NO_ERROR)
         return without;
     if (enrolment.token.is_known && !enrolment.token.is_present)
         return {ERR_CORVANE_GETCLOUDTOKEN, Cause{.ending = Ending::kNotSignedIn,

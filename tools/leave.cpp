@@ -60,7 +60,7 @@ std::string script(const char* path, const char* argument) {
 Outcome show_plan_of_leave(Call& call, const std::string& device_id) {
     using corvane::kAgentScript;
     using corvane::kExpressScript;
-    const std::string mark = std::string(kBidConf) + ": " + corvane::kBidTokenStatus.key;
+    const std::string mark = std::string(system::kBidConf) + ": " + corvane::kBidTokenStatus.key;
     if (call.has("--local"))
         return show_plan(call, {{"script", script(kAgentScript, kRemoveInterface)},
                                 {"script", script(kAgentScript, kStopAndRemove)},
@@ -108,7 +108,8 @@ Outcome leave_locally(Call& call, const Enrolment& enrolment, const std::string&
 }
 
 Outcome leave_through_cloud(Call& call) {
-    if (Outcome without = check_service(kNetworkService, ERR_CORVANE_GETCLOUDTOKEN); without.code != NO_ERROR) {
+    if (Outcome without = check_service(system::kNetworkService, ERR_CORVANE_GETCLOUDTOKEN);
+        without.code != NO_ERROR) {
         without.cause.remedy += "; or " + std::string(kLocally);
         return without;
     }

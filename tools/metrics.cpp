@@ -20,7 +20,8 @@ namespace {
 
 constexpr int kTimeout_s = 6;
 constexpr mode_t kMode = 0644;  // the collector is another user
-constexpr corvane::BusQuery kTraffic{.service = kNetworkService, .method = "Get_rxtx", .check_envelope = true};
+constexpr corvane::BusQuery kTraffic{
+    .service = system::kNetworkService, .method = "Get_rxtx", .check_envelope = true};
 
 std::string head(const char* name, const char* type, const char* help) {
     return std::string("# TYPE harbex_") + name + " " + type + "\n# HELP harbex_" + name + " " + help + "\n";

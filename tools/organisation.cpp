@@ -50,7 +50,8 @@ Outcome region_list_into(JsonValue& list) {
     std::string org_id;
     if (const int result = corvane::get_org_id(org_id); result != NO_ERROR) return result;
     if (org_id.empty()) return ERR_MISS_OPTION;
-    if (Outcome without = check_service(kNetworkService, ERR_CORVANE_GETCORVANETOKEN); without.code != NO_ERROR)
+    if (Outcome without = check_service(system::kNetworkService, ERR_CORVANE_GETCORVANETOKEN);
+        without.code != NO_ERROR)
         return without;
     return corvane::get_region_list(list, org_id);
 }

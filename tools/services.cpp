@@ -15,9 +15,9 @@ struct Name {
     const char* text;
 };
 constexpr Name kNames[] = {
-    {kNetworkService, "the daemon (harbex_network_service)"},
-    {kNetworkManager, "the network manager (NetworkService)"},
-    {kEdgeDaemon, "the edge daemon (corvane_expressd)"},
+    {system::kNetworkService, "the daemon (harbex_network_service)"},
+    {system::kNetworkManager, "the network manager (NetworkService)"},
+    {system::kEdgeDaemon, "the edge daemon (corvane_expressd)"},
 };
 
 }  // namespace

@@ -74,11 +74,11 @@ std::string describe(State state, const Facts& facts) {
     const std::string organisation = organisation_of(enrolment);
     switch (state) {
         case State::kDaemonDown:
-            return describe_service(kNetworkService, facts.daemon, "; nothing can be asked of the cloud.");
+            return describe_service(system::kNetworkService, facts.daemon, "; nothing can be asked of the cloud.");
         case State::kManagerDown:
-            return describe_service(kNetworkManager, facts.manager, "; the gateway is unknown.");
+            return describe_service(system::kNetworkManager, facts.manager, "; the gateway is unknown.");
         case State::kEdgeDown:
-            return describe_service(kEdgeDaemon, facts.edge,
+            return describe_service(system::kEdgeDaemon, facts.edge,
                                     facts.has_joined() ? "; no tunnel is up." : "; a join starts it.");
         case State::kSignInExpired:
             return "The sign-in has expired (" + time_text(enrolment.token.expires_at_s) +

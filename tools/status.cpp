@@ -33,7 +33,7 @@ public:
         value["ipsec_status"] = peer.tunnels;
         const bool answered = facts_.tunnels_answered && facts_.hubs_answered;
         note(member, facts_.tunnels_known && peer.is_named(),
-             service_reason(kEdgeDaemon, facts_.edge, answered, "the edge daemon knows of none"));
+             service_reason(system::kEdgeDaemon, facts_.edge, answered, "the edge daemon knows of none"));
     }
 
     void set_gateway() {
@@ -41,7 +41,7 @@ public:
         value["ifname"] = facts_.gateway_ifname;
         value["ip"] = facts_.gateway_ip;
         note("gateway", !facts_.gateway_ifname.empty() && !facts_.gateway_ip.empty(),
-             service_reason(kNetworkManager, facts_.manager, facts_.gateway_answered,
+             service_reason(system::kNetworkManager, facts_.manager, facts_.gateway_answered,
                             "the network manager knows of none"));
     }
 
@@ -91,15 +91,15 @@ void fill_document(JsonValue& out, const Facts& facts, State state, const char* 
     document.set_text("region_name", enrolment.region_name);
     document.set_text("virtual_ip", enrolment.virtual_ip);
     document.set("cloud_status", facts.cloud_status.value_or(0), facts.cloud_status.has_value(),
-                 StatusDocument::service_reason(kEdgeDaemon, facts.edge, facts.cloud_status_answered,
+                 StatusDocument::service_reason(system::kEdgeDaemon, facts.edge, facts.cloud_status_answered,
                                                 "the edge daemon does not tell"));
     document.set_peer("router", facts.router);
     document.set_peer("supernode", facts.supernode);
     document.set_gateway();
     JsonValue& services = out["services"];
-    services[kNetworkService] = word_for(facts.daemon);
-    services[kNetworkManager] = word_for(facts.manager);
-    services[kEdgeDaemon] = word_for(facts.edge);
+    services[system::kNetworkService] = word_for(facts.daemon);
+    services[system::kNetworkManager] = word_for(facts.manager);
+    services[system::kEdgeDaemon] = word_for(facts.edge);
     JsonValue& sign_in = out["sign_in"];
     sign_in["present"] = enrolment.token.is_present;
     sign_in["expires_at"] = static_cast<long long>(enrolment.token.expires_at_s);

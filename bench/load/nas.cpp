@@ -40,7 +40,7 @@ std::string sign_in() {
 
 // Every one is a login, if a concurrent one has not stored its token meanwhile.
 std::string stale_token() {
-    store(harbex::kCorvaneConf, harbex::kJoinCorvaneSection, "CORVANE_TOKEN_LAST_SEEN", "0");
+    store(harbex::system::kCorvaneConf, harbex::system::kJoinCorvaneSection, "CORVANE_TOKEN_LAST_SEEN", "0");
     return std::string(R"({"orgId": ")") + kOrganisation + R"("})";
 }
 
@@ -70,8 +70,8 @@ const std::vector<Method> kMethods = {
 
 void prepare_nas() {
     run({"/usr/local/bin/appliance-service", "stop", "harbex_network_service"});
-    store(harbex::kCorvaneConf, harbex::kJoinCorvaneSection, "CORVANE_ORG_ID", kOrganisation);
-    store(harbex::kCorvaneConf, harbex::kJoinCorvaneSection, "virtual_ip", "10.8.0.21");
+    store(harbex::system::kCorvaneConf, harbex::system::kJoinCorvaneSection, "CORVANE_ORG_ID", kOrganisation);
+    store(harbex::system::kCorvaneConf, harbex::system::kJoinCorvaneSection, "virtual_ip", "10.8.0.21");
     const std::string fault = "/usr/local/bin/fault";
     run({fault, "cloud:/cvnms/bthings/api/v1/devices/*", "body:deleted"});
     run({fault, "/etc/init.d/corvane_cloudagent.sh", "body:done"});

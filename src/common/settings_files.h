@@ -3,7 +3,7 @@
 // own.
 #pragma once
 
-namespace harbex {
+namespace harbex::system {
 
 inline constexpr const char kCorvaneConf[] = "/etc/config/harbex/corvane.conf";
 inline constexpr const char kJoinCorvaneSection[] = "Join Corvane";
@@ -17,8 +17,6 @@ inline constexpr const char kInstallPathKey[] = "Install_Path";
 
 // Below the install path: what the cloud agent was given when the NAS joined.
 inline constexpr const char kAgentConfiguration[] = "/etc/cloudagent/cloudagent.cfg";
-
-namespace system {
 
 // Where a setting stands.
 struct Setting {
@@ -41,5 +39,4 @@ inline constexpr Setting kServerName{kOwnerConf, kSystemSection, "Server Name", 
 inline constexpr Setting kFirmwareVersion{kFactoryConf, kSystemSection, "Version", ""};
 inline constexpr Setting kServerRegion{kOwnerConf, kSystemSection, "Region", ""};
 
-}  // namespace system
-}  // namespace harbex
+}  // namespace harbex::system

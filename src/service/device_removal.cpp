@@ -22,7 +22,7 @@ namespace harbex::service {
 namespace {
 
 constexpr BusCall kSendConfig{
-    .service = kEdgeDaemon,
+    .service = system::kEdgeDaemon,
     .method = "SendSupernodeConfig",
     .timeout_s = 60,
     .announcement = "bsh API: bsh corvane_expressd.SendSupernodeConfig {'data':{'superNodeId':''}}",
@@ -31,7 +31,7 @@ constexpr BusCall kSendConfig{
     .rejected = "Failed to check bsh response from corvane_expressd.SendSupernodeConfig",
 };
 constexpr BusCall kClearConnections{
-    .service = kEdgeDaemon,
+    .service = system::kEdgeDaemon,
     .method = "ClearIpsecConnections",
     .timeout_s = 60,
     .announcement = "bsh API: bsh corvane_expressd.ClearIpsecConnections region=supernode",

@@ -12,7 +12,7 @@ namespace harbex::service {
 namespace {
 
 constexpr BusCall kGatewayQuery{
-    .service = kNetworkManager,
+    .service = system::kNetworkManager,
     .method = "api.get_currentGWinfo",
     .timeout_s = 10,
     .announcement = "bsh API: bsh NetworkService.api.get_currentGWinfo",
@@ -20,7 +20,7 @@ constexpr BusCall kGatewayQuery{
     .rejected = "",
 };
 constexpr BusCall kCounterQuery{
-    .service = kNetworkManager,
+    .service = system::kNetworkManager,
     .method = "interfaces_monitor.get_info_interfaces",
     .timeout_s = 60,
     .announcement = "bsh API: bsh NetworkService.interfaces_monitor.get_info_interfaces",

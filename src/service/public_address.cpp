@@ -18,7 +18,7 @@ namespace harbex::service {
 namespace {
 
 constexpr BusCall kGeoQuery{
-    .service = kEdgeDaemon,
+    .service = system::kEdgeDaemon,
     .method = "GetGeoInfo",
     .timeout_s = 60,
     .announcement = "bsh API: corvane_expressd.GetGeoInfo",

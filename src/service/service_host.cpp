@@ -112,7 +112,7 @@ int serve() {
     bs_signal(SIGINT, onSignal);
     bs_signal(SIGTERM, onSignal);
     sort_methods();
-    handle = bs_create(kNetworkService, kBusWorkers, kBusFlags, service_handler);
+    handle = bs_create(system::kNetworkService, kBusWorkers, kBusFlags, service_handler);
     if (handle == nullptr) {
         Logger::Log(ERROR, "Failed to register harbex_network_service on the bus, errno %d", errno);
         return 1;

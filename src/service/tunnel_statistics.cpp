@@ -14,7 +14,7 @@ namespace harbex::service {
 namespace {
 
 constexpr BusCall kTunnelQuery{
-    .service = kEdgeDaemon,
+    .service = system::kEdgeDaemon,
     .method = "GetIpsecStatus",
     .timeout_s = 60,
     .announcement = "bsh API: bsh corvane_expressd.GetIpsecStatus",

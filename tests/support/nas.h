@@ -15,6 +15,12 @@
 
 namespace harbex::test {
 
+using system::kBidConf;
+using system::kBrindleIdSection;
+using system::kCorvaneConf;
+using system::kDebugSection;
+using system::kJoinCorvaneSection;
+
 inline constexpr const char* kGetcfg = "/sbin/getcfg";
 inline constexpr const char* kSetcfg = "/sbin/setcfg";
 

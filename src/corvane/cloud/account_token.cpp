@@ -13,13 +13,13 @@ namespace harbex::corvane {
 namespace {
 
 constexpr BusQuery kGetToken{
-    .service = kNetworkService,
+    .service = system::kNetworkService,
     .method = "Get_cloudtoken",
     .reply_label = "get cloud token response",
     .unparsable = "Failed to parse JSON",
 };
 constexpr BusQuery kSaveToken{
-    .service = kNetworkService,
+    .service = system::kNetworkService,
     .method = "Save_cloudtoken",
     .call_failed = "Failed to call bsh harbex_network_service.Save_cloudtoken",
 };

@@ -14,7 +14,7 @@ namespace harbex::corvane {
 namespace {
 
 constexpr BusQuery kTokenQuery{
-    .service = kNetworkService,
+    .service = system::kNetworkService,
     .method = "Get_corvanetoken",
     .bad_arguments = "Failed to serialize request JSON",
     .reply_label = "get corvane token response",

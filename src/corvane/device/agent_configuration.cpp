@@ -88,7 +88,7 @@ int write_corvane_api_devices_cloudagent_cfg(const std::string& response) try {
     if (const int result = read_configuration(response, configuration); result != NO_ERROR) return result;
     std::string link;
     if (get_install_path(link) != NO_ERROR) return ERR_CMD_FAILED;
-    link += kAgentConfiguration;
+    link += system::kAgentConfiguration;
     HARBEXLOG(HARBEXLOG_INFO, "cloudagent_cfg_path: %s\n", link.c_str());
     if (const int result = write_persistent_configuration(configuration); result != NO_ERROR) return result;
     return link_configuration(link);

@@ -9,7 +9,7 @@ namespace harbex::corvane {
 // What they have in common; an operation adds its own words.
 constexpr BusQuery edge_query(const char* method, const char* call_failed) {
     return {
-        .service = kEdgeDaemon,
+        .service = system::kEdgeDaemon,
         .method = method,
         .no_stream = "Failed to create io",
         .call_failed = call_failed,

@@ -13,10 +13,10 @@ namespace harbex::corvane {
 int get_bdevice_token(std::string& token) try {
     std::string install_path;
     if (get_install_path(install_path) != NO_ERROR) return fail(ERR_CMD_FAILED, "Failed to get harbex install path");
-    const std::string file = install_path + kAgentConfiguration;
+    const std::string file = install_path + system::kAgentConfiguration;
     std::string value;
     if (read_setting({file.c_str(), "", kAgentTokenKey, ""}, value) != NO_ERROR) {
-        HARBEXLOG(HARBEXLOG_ERROR, "Failed to get bdevice_token from %s\n", kAgentConfiguration);
+        HARBEXLOG(HARBEXLOG_ERROR, "Failed to get bdevice_token from %s\n", system::kAgentConfiguration);
         return ERR_CMD_FAILED;
     }
     const size_t first = value.find_first_not_of('"');
@@ -31,7 +31,7 @@ int check_device(JsonValue& out) try {
     std::string path;
     const int result = get_install_path(path);
     if (result != NO_ERROR) return result;
-    out["is_on_corvane"] = std::ifstream(path + kAgentConfiguration).is_open() ? 1 : 0;
+    out["is_on_corvane"] = std::ifstream(path + system::kAgentConfiguration).is_open() ? 1 : 0;
     return NO_ERROR;
 } catch (...) {
     return short_of_memory();

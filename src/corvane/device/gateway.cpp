@@ -25,7 +25,7 @@ namespace harbex::corvane {
 namespace {
 
 constexpr BusQuery kGatewayQuery{
-    .service = kNetworkManager,
+    .service = system::kNetworkManager,
     .method = "api.get_currentGWinfo",
     .unparsable = "Failed to parse JSON",
 };

@@ -42,7 +42,7 @@ int read_agent_value(const char* key, std::string& value) {
         HARBEXLOG(HARBEXLOG_ERROR, "Failed to get install path\n");
         return ERR_CMD_FAILED;
     }
-    path += kAgentConfiguration;
+    path += system::kAgentConfiguration;
     std::ifstream file;
     if (!open_text(path, file)) {
         HARBEXLOG(HARBEXLOG_ERROR, "Failed to open file %s\n", path.c_str());

@@ -18,7 +18,7 @@ namespace {
 constexpr int kStillRunning = -2;
 constexpr int kAttempts = 10;
 constexpr BusQuery kInternetCheck{
-    .service = kNetworkManager,
+    .service = system::kNetworkManager,
     .method = "api.check_access_internet",
     .announcement = "bsh API: bsh NetworkService.api.check_access_internet",
     .bad_arguments = "Failed to set ifname",

@@ -6,11 +6,14 @@
 
 namespace harbex::corvane {
 
+using system::kBidConf;
+using system::kCorvaneConf;
 using system::kInstallPath;
+using system::kPackagesConf;
 using system::Setting;
 
 constexpr Setting join_setting(const char* key, const char* fallback = "") {
-    return {kCorvaneConf, kJoinCorvaneSection, key, fallback};
+    return {kCorvaneConf, system::kJoinCorvaneSection, key, fallback};
 }
 inline constexpr Setting kOrgId = join_setting("CORVANE_ORG_ID");
 inline constexpr Setting kOrgName = join_setting("CORVANE_ORG_NAME");
@@ -30,7 +33,7 @@ inline constexpr Setting kFeatureIntro{kCorvaneConf, "Feature Guide", "feature_i
 inline constexpr Setting kFeatureTip{kCorvaneConf, "Feature Guide", "feature_tip", "true"};
 
 constexpr Setting bid_setting(const char* key, const char* fallback = "") {
-    return {kBidConf, kBrindleIdSection, key, fallback};
+    return {kBidConf, system::kBrindleIdSection, key, fallback};
 }
 inline constexpr Setting kBidDisplayName = bid_setting("DISPLAY_NAME");
 inline constexpr Setting kBidEmails = bid_setting("EMAILS");
@@ -40,7 +43,7 @@ inline constexpr Setting kVellumRefreshToken = bid_setting("VELLUM_REFRESH_TOKEN
 inline constexpr Setting kBidTokenStatus = bid_setting("bid_token_status");
 inline constexpr const char kAlreadyJoined[] = "already_join_corvane";  // the enrolment marker it then holds
 
-inline constexpr Setting kDeveloperPackage{kPackagesConf, "ZDevelop", kInstallPathKey, ""};
+inline constexpr Setting kDeveloperPackage{kPackagesConf, "ZDevelop", system::kInstallPathKey, ""};
 inline constexpr const char kPlatformConf[] = "/etc/platform.conf";
 inline constexpr Setting kModelName{kPlatformConf, "MISC", "DISPLAY_NAME", ""};
 inline constexpr Setting kL2tpEnable{"/etc/config/vpn.conf", "L2TP", "Enable", "FALSE"};

@@ -24,8 +24,8 @@ constexpr size_t kVirtualIpChanged = 43;  // row of the notification catalogue
 constexpr const char* kMembers[] = {"superNodeId",  "remoteIP",        "remoteTunnelIP",
                                     "remoteSubnet", "remotePublicKey", "localTunnelIP"};
 
-constexpr BusQuery kUpdateInterfaces{.service = kEdgeDaemon, .method = "UpdateNetworkInterfaces"};
-constexpr BusQuery kResetInterface{.service = kEdgeDaemon, .method = "ResetVirtualInterface"};
+constexpr BusQuery kUpdateInterfaces{.service = system::kEdgeDaemon, .method = "UpdateNetworkInterfaces"};
+constexpr BusQuery kResetInterface{.service = system::kEdgeDaemon, .method = "ResetVirtualInterface"};
 
 // The values go in as received, unescaped: that is what the tunnel set-up parses.
 std::string layout(const json_t* data) {

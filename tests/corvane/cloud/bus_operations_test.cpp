@@ -126,9 +126,9 @@ TEST(BusOperations, OfTheNetworkDaemon) {
                     run<[](std::string& token) { return corvane::get_corvanetoken("o \"1\"/ü", token); }>},
                    {{R"({"data": "t", "error": 0, "meta": {"version": "1.0"}})", 0, "t", ""},
                     {kRefused, 60, "before", kRefusal + "\nFailed to check corvane token response"}});
-    write_text(kCorvaneConf, "[Join Corvane]\nCORVANE_ORG_ID = o-2\n");
+    write_text(system::kCorvaneConf, "[Join Corvane]\nCORVANE_ORG_ID = o-2\n");
     expect_replies(daemon, kStoredIdsToken, {{R"({"data": "t", "error": 0})", 0, "t", ""}});
-    write_text(kCorvaneConf, "[Join Corvane]\nCORVANE_ORG_ID =  \n");
+    write_text(system::kCorvaneConf, "[Join Corvane]\nCORVANE_ORG_ID =  \n");
     const size_t calls = daemon.calls().size();
     EXPECT_EQ("60 before", kStoredIdsToken.run().text());
     EXPECT_EQ(calls, daemon.calls().size()) << "without a usable id nothing is asked";

@@ -46,7 +46,7 @@ TEST(ShortMemory, NothingIsThrown) {
         [](std::string&, JsonValue& document) { return get_region_list(document, kLong); },
         [](std::string&, JsonValue& document) { return get_corvane_status(document); },
     };
-    test::write_text(kCorvaneConf, "[Join Corvane]\nCORVANE_REGION_ID = auto\n");
+    test::write_text(system::kCorvaneConf, "[Join Corvane]\nCORVANE_REGION_ID = auto\n");
     for (size_t i = 0; i < std::size(calls); ++i) {
         bool failed = true;
         for (long nth = 0; failed && nth < 2000; ++nth) {

@@ -19,7 +19,7 @@ constexpr const char* kText = "DEV_ID=\"7\"\nDEV_TOKEN=\"ü%s\"";
 void begin(const std::string& site) {
     fs::remove_all(kPersistent);
     fs::remove_all(kLink);
-    write_text(kCorvaneConf, "[Join Corvane]\ncorvane_site = " + site + "\n");
+    write_text(system::kCorvaneConf, "[Join Corvane]\ncorvane_site = " + site + "\n");
 }
 
 TEST(AgentConfiguration, TheDevelopmentClusterAddsItsAddresses) {

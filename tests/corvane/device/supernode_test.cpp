@@ -49,11 +49,11 @@ TEST(VirtualIp, IsCheckedStoredPushedAndAnnounced) {
         manager.answer("api.check_network_intersect", R"({"error":)" + std::string(c.clash) + "}");
         daemon.answer(steps[0], "not read");
         if (c.code == 0) daemon.answer(steps[1], "");
-        write_text(kCorvaneConf, old_ip);
+        write_text(system::kCorvaneConf, old_ip);
         std::optional<ReplacedTool> tool;
         if (*c.setcfg != '\0') tool.emplace("/sbin/setcfg", c.setcfg);
         EXPECT_EQ(c.code, corvane::modify_virtual_ip("10.8.0.9"));
-        EXPECT_EQ(c.stored, read_text(kCorvaneConf)) << c.code;
+        EXPECT_EQ(c.stored, read_text(system::kCorvaneConf)) << c.code;
         const std::vector<ScriptedService<1>::Call> pushed = {{steps[0], ""}, {steps[1], ""}};
         EXPECT_EQ(c.pushed ? pushed : std::vector<ScriptedService<1>::Call>(), daemon.calls()) << c.code;
     }
