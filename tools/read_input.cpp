@@ -6,21 +6,19 @@
 #include <memory>
 
 #include "common/error_code.h"
+#include "common/releaser.h"
 
 namespace harbex::tools {
 namespace {
 
 constexpr size_t kMaxInput = size_t{1} << 20;  // what a bus call takes
 
-struct FileClose {
-    void operator()(FILE* file) const { std::fclose(file); }
-};
-
 }  // namespace
 
 int read_input(const std::string& path, std::string& text, std::string& why) {
     const bool is_standard_input = path.empty() || path == "-";
-    const std::unique_ptr<FILE, FileClose> opened(is_standard_input ? nullptr : std::fopen(path.c_str(), "re"));
+    const std::unique_ptr<FILE, system::Releaser<std::fclose>> opened(
+        is_standard_input ? nullptr : std::fopen(path.c_str(), "re"));
     FILE* const file = is_standard_input ? stdin : opened.get();
     char bytes[4096];
     for (size_t count = 1; file != nullptr && count != 0 && text.size() <= kMaxInput;) {

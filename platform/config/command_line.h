@@ -1,6 +1,5 @@
 // What getcfg and setcfg have in common as programs.
-#ifndef COMMAND_LINE_H
-#define COMMAND_LINE_H
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -29,5 +28,3 @@ int complain(std::string_view program, std::string_view file, std::string_view w
 int usage(int argc, char** argv, std::string_view text);
 
 }  // namespace settings
-
-#endif

@@ -1,6 +1,5 @@
 // Settings files as wholes: read at once, replaced at once.
-#ifndef SETTINGS_FILE_H
-#define SETTINGS_FILE_H
+#pragma once
 
 #include <string>
 
@@ -18,5 +17,3 @@ std::string write_setting(const char* path, const std::string& section, const st
                           const std::string& value);
 
 }  // namespace settings
-
-#endif

@@ -3,8 +3,7 @@
 // values do not count, a line that is none of the three is passed over. Of a setting that stands twice in a section,
 // the last counts. Section "" holds the keys before the first header. A byte order mark in front is no part of the
 // text.
-#ifndef SETTINGS_TEXT_H
-#define SETTINGS_TEXT_H
+#pragma once
 
 #include <optional>
 #include <string>
@@ -22,5 +21,3 @@ std::optional<std::string> find(std::string_view text, const std::string& sectio
 const char* set(std::string& text, const std::string& section, const std::string& key, const std::string& value);
 
 }  // namespace settings
-
-#endif

@@ -1,7 +1,6 @@
 /* The NAS's service bus: byte streams, calls to a service, a service's own loop, and a process runner on streams.
  * Every function may be called from any thread; one stream belongs to one thread at a time. */
-#ifndef BSVC_H
-#define BSVC_H
+#pragma once
 
 #include <stddef.h>
 #include <sys/types.h>
@@ -70,6 +69,4 @@ int bs_io_execv(int options, bs_io* out, bs_io* err, char* const argv[]);
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

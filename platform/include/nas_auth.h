@@ -1,6 +1,5 @@
 /* The NAS's web sessions and user groups. */
-#ifndef NAS_AUTH_H
-#define NAS_AUTH_H
+#pragma once
 
 #ifdef __cplusplus
 extern "C" {
@@ -19,6 +18,4 @@ int User_Belongs_To_Group(const char* user, const char* group);
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

@@ -1,6 +1,5 @@
 /* The NAS's sectioned settings files, read in place. */
-#ifndef NAS_CONFIG_H
-#define NAS_CONFIG_H
+#pragma once
 
 #ifdef __cplusplus
 extern "C" {
@@ -14,6 +13,4 @@ int Get_Private_Profile_String(const char* section, const char* key, const char*
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

@@ -1,6 +1,5 @@
 /* The NAS's system event log. */
-#ifndef NAS_EVENT_LOG_H
-#define NAS_EVENT_LOG_H
+#pragma once
 
 #ifdef __cplusplus
 extern "C" {
@@ -23,6 +22,4 @@ int naslog_event_add(struct naslog_event*);
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

@@ -1,6 +1,5 @@
 // How the NAS names its network adapters to people.
-#ifndef NETWORK_ADAPTER_H
-#define NETWORK_ADAPTER_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -20,5 +19,3 @@ std::string display_name(const std::string& name);
 std::string physical_location(const Link& link, const std::vector<Link>& all);
 
 }  // namespace network
-
-#endif

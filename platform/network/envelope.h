@@ -1,6 +1,5 @@
 // The replies: an object whose first member is "error", 0 for success.
-#ifndef NETWORK_ENVELOPE_H
-#define NETWORK_ENVELOPE_H
+#pragma once
 
 #include <string>
 
@@ -22,5 +21,3 @@ Json success(Json data);
 Json failure(int error, const std::string& why);
 
 }  // namespace network
-
-#endif

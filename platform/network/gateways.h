@@ -1,6 +1,5 @@
 // The NAS's ways out: its default routes with the interface each one uses.
-#ifndef NETWORK_GATEWAYS_H
-#define NETWORK_GATEWAYS_H
+#pragma once
 
 #include "envelope.h"
 
@@ -12,5 +11,3 @@ namespace network {
 Json current_gateways();
 
 }  // namespace network
-
-#endif

@@ -1,6 +1,5 @@
 // Bytes a second of the interfaces that somebody watches.
-#ifndef NETWORK_INTERFACE_RATES_H
-#define NETWORK_INTERFACE_RATES_H
+#pragma once
 
 #include <chrono>
 #include <cstdint>
@@ -54,5 +53,3 @@ constexpr int kBadInterfaceRequest = 2;
 Json interface_info(const json_t* request, RateHistory& history);
 
 }  // namespace network
-
-#endif

@@ -1,6 +1,5 @@
 // Whether the gateway behind an interface answers, found out in the background.
-#ifndef NETWORK_INTERNET_ACCESS_H
-#define NETWORK_INTERNET_ACCESS_H
+#pragma once
 
 #include <chrono>
 #include <map>
@@ -47,5 +46,3 @@ private:
 };
 
 }  // namespace network
-
-#endif

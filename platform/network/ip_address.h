@@ -1,6 +1,5 @@
 // An IPv4 or IPv6 address as the kernel's tables hold it.
-#ifndef NETWORK_IP_ADDRESS_H
-#define NETWORK_IP_ADDRESS_H
+#pragma once
 
 #include <array>
 #include <cstddef>
@@ -21,5 +20,3 @@ struct IpAddress {
 std::string netmask_text(int family, unsigned prefix);
 
 }  // namespace network
-
-#endif

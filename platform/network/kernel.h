@@ -1,6 +1,5 @@
 // What the kernel's own tables say about links, addresses, routes and neighbours. The only file that sees libnl.
-#ifndef NETWORK_KERNEL_H
-#define NETWORK_KERNEL_H
+#pragma once
 
 #include <cstdint>
 #include <functional>
@@ -83,5 +82,3 @@ private:
 };
 
 }  // namespace network
-
-#endif

@@ -1,6 +1,5 @@
 // The methods of the bus service.
-#ifndef NETWORK_METHODS_H
-#define NETWORK_METHODS_H
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -23,5 +22,3 @@ private:
 };
 
 }  // namespace network
-
-#endif

@@ -1,6 +1,5 @@
 // Whether a subnet is free to be used beside the networks that the NAS already knows.
-#ifndef NETWORK_SUBNET_CONFLICT_H
-#define NETWORK_SUBNET_CONFLICT_H
+#pragma once
 
 #include "envelope.h"
 
@@ -15,5 +14,3 @@ constexpr int kBadSubnetRequest = 2;
 Json check_subnet(const json_t* request);
 
 }  // namespace network
-
-#endif
