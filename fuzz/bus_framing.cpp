@@ -5,24 +5,13 @@
 #include <vector>
 
 #include "fuzz.h"
+#include "support/bus_bytes.h"
 
 namespace {
 
 using namespace bsvc;
+using namespace bsvc::test;
 using fuzz::require;
-
-template <typename Header>
-std::string bytes_of(const Header& header) {
-    return std::string(reinterpret_cast<const char*>(&header), sizeof header);
-}
-
-std::string request_bytes(std::string_view method, std::string_view body) {
-    return bytes_of(make_request_header(method.size(), body.size())).append(method).append(body);
-}
-
-std::string reply_bytes(size_t length, std::string_view body) {
-    return bytes_of(make_reply_header(length)).append(body);
-}
 
 Parsed judge_request(std::string_view bytes) {
     Request request;
@@ -35,7 +24,7 @@ Parsed judge_request(std::string_view bytes) {
 Parsed judge_reply(std::string_view bytes) {
     Reply reply;
     const Parsed parsed = parse_reply(bytes, reply);
-    require(reply.body.data() == nullptr || reply_bytes(reply.body_length, reply.body) == bytes,
+    require(reply.body.data() == nullptr || reply_bytes(reply.body, reply.body_length) == bytes,
             "a reply is its parts");
     require(reply.body_length <= kMaxPayload && reply.body.size() <= reply.body_length,
             "no reply is above the limit");
@@ -64,5 +53,5 @@ void fuzz::one(std::string_view input) {
     require(judge_request(request_bytes(input.substr(0, cut), input.substr(cut))) ==
                 (has_nul ? Parsed::kMalformed : Parsed::kWhole),
             "a request is read back");
-    require(judge_reply(reply_bytes(input.size(), input)) == Parsed::kWhole, "a reply is read back");
+    require(judge_reply(reply_bytes(input)) == Parsed::kWhole, "a reply is read back");
 }

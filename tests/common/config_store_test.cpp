@@ -60,16 +60,14 @@ TEST_F(ConfigStore, WritingAndMovingKeepALongerFilesTail) {
 
 TEST_F(ConfigStore, ShortWriteDeletesTheFile) {
     const std::string path = folder_ / "file";
-    const pid_t child = ::fork();
-    if (child == 0) {
-        const rlimit fifty_bytes = {50, 50};
-        ::signal(SIGXFSZ, SIG_IGN);
-        ::setrlimit(RLIMIT_FSIZE, &fifty_bytes);
-        const bool good = write_file(std::string(50, 'x'), path.c_str(), 0600) == 1 && fs::exists(path) &&
-                          write_file(std::string(51, 'x'), path.c_str(), 0600) == 0 && !fs::exists(path);
-        ::_exit(good ? 0 : 1);
-    }
-    EXPECT_EQ(test::wait_for(child), 0);
+    EXPECT_EQ(0, test::run_apart([&] {
+                  const rlimit fifty_bytes = {50, 50};
+                  ::signal(SIGXFSZ, SIG_IGN);
+                  ::setrlimit(RLIMIT_FSIZE, &fifty_bytes);
+                  const bool whole = write_file(std::string(50, 'x'), path.c_str(), 0600) == 1 && fs::exists(path);
+                  const bool cut = write_file(std::string(51, 'x'), path.c_str(), 0600) == 1 || fs::exists(path);
+                  return whole && !cut ? 0 : 1;
+              }));
 }
 
 TEST_F(ConfigStore, FilesAreJudgedThemselvesNotWhatTheyLinkTo) {

@@ -3,9 +3,7 @@
 #include <sys/wait.h>
 
 #include <cerrno>
-#include <chrono>
 #include <csignal>
-#include <thread>
 
 #include "common/error_code.h"
 #include "common/in_folder.h"
@@ -33,8 +31,7 @@ pid_t ended_child(int status) {
 }
 
 std::string awaited_text(const fs::path& path) {
-    for (int i = 0; i < 1000 && !fs::exists(path); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    (void)test::wait_until([&] { return fs::exists(path); });
     const std::string text = read_text(path);
     fs::remove(path);
     return text;

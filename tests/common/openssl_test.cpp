@@ -16,10 +16,7 @@ ADBGAiEAzTGaHBG0/NCDw7ZLdTXw54iAHXSayo1kr292ftzadm4CIQC3tjf4hgG2
 )";
 
 TEST(Pem, IsRecognisedByWhatItHolds) {
-    const std::string certificate =
-        test::run_program({"/usr/bin/openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256",
-                           "-nodes", "-keyout", "/dev/null", "-subj", "/CN=t"})
-            .out;
+    const std::string certificate = test::self_signed_certificate();
     EXPECT_EQ(is_cert(certificate), 1);
     EXPECT_EQ(is_crl(certificate), 0);
     EXPECT_EQ(is_cert(kRevocationList), 0);

@@ -1,28 +1,18 @@
 #include "common/process_table.h"
 
 #include <signal.h>
-#include <unistd.h>
-
-#include <chrono>
-#include <thread>
 
 #include "common/in_folder.h"
 
 namespace harbex::system {
 namespace {
 
-using test::read_text;
-
-template <typename Condition>
-void await(Condition condition) {
-    for (int tries = 0; tries < 1000 && !condition(); ++tries)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-}
+using test::read_text, test::wait_until;
 
 pid_t run_as(const std::string& program, const std::string& arguments) {
     const pid_t child = test::start_program(
         {"/bin/bash", "-c", "exec -a " + program + " /bin/sh /tmp/wait " + arguments}, STDOUT_FILENO, STDERR_FILENO);
-    await([&] { return read_text("/proc/" + std::to_string(child) + "/cmdline").starts_with(program); });
+    wait_until([&] { return read_text("/proc/" + std::to_string(child) + "/cmdline").starts_with(program); });
     return child;
 }
 
@@ -52,7 +42,7 @@ TEST(VpnProcess, FindsSignalsAndForgetsRunningOnes) {
     const pid_t other = run_as("pptpd", "");
     VpnProcess table;
     // Between fork and exec a child of theirs looks like them.
-    await([&] { return table.update() == 0 && table.processes.size() == 2; });
+    wait_until([&] { return table.update() == 0 && table.processes.size() == 2; });
     EXPECT_EQ(0, table.update());
     ASSERT_EQ(2U, table.processes.size());
     EXPECT_EQ(client, table.pidof(OVPN_CLIENT_TYPE, 7));
@@ -70,11 +60,10 @@ TEST(Connections, AreKickedByTheControlScript) {
     const std::string log = "/tmp/kicked";
     const test::ReplacedTool script("/etc/init.d/vpn_common.sh", "printf '[%s]' \"$@\" >>" + log + "; echo >>" + log);
     kick_all_connection(PPTP_SERVER_TYPE, nullptr);
-    await([&] { return read_text(log).ends_with('\n'); });
+    wait_until([&] { return read_text(log).ends_with('\n'); });
     kick_one_connection(WIREGUARD_CLIENT_TYPE, "a b");
     const std::string expected = "[kick_all_connection][1][]\n[kick_one_connection][65536][a b]\n";
-    await([&] { return read_text(log) == expected; });
-    EXPECT_EQ(read_text(log), expected);
+    EXPECT_TRUE(wait_until([&] { return read_text(log) == expected; })) << read_text(log);
 }
 
 TEST(OvpnConfiguration, IsWhatTheCheckerScriptSays) {

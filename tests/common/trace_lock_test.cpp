@@ -4,8 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <functional>
-
 #include "common/file_lock.h"
 #include "common/in_folder.h"
 #include "common/trace_log.h"
@@ -18,12 +16,12 @@ constexpr const char* kLockFile = "/var/lock/harbex_log.lck";
 constexpr const char* kOther = "/var/lock/other";
 
 // Another user's two files, one in the lock file's place, the other locked, change places all the time.
-[[noreturn]] void swap_files(const std::function<bool()>& make_bait, int ready) {
+[[noreturn]] void swap_files(bool (*make_bait)()) {
     ::umask(0);
     if (::setgid(kStranger) != 0 || ::setuid(kStranger) != 0) ::_exit(1);
     const int locked = ::open(kOther, O_RDWR | O_CREAT, 0666);
     struct flock lock = whole_file(F_WRLCK);
-    if (make_bait() && ::fcntl(locked, F_SETLK, &lock) == 0) (void)!::write(ready, "r", 1);
+    if (::fcntl(locked, F_SETLK, &lock) != 0 || !make_bait()) ::_exit(1);
     while (::renameat2(AT_FDCWD, kLockFile, AT_FDCWD, kOther, RENAME_EXCHANGE) == 0) {
     }
     ::_exit(1);
@@ -33,27 +31,20 @@ TEST(TraceLock, IsNeverAnotherUsers) {
     fs::remove(kLockFile);
     fs::permissions("/run/lock", fs::perms(01777));
     if (::chown("/run/lock", 0, kStranger) != 0) GTEST_SKIP() << "there is no second user here";
-    const std::function<bool()> baits[] = {
+    bool (*const baits[])() = {
         [] { return ::mkfifo(kLockFile, 0666) == 0; },
         [] { return ::symlink("/tmp/made_by_the_log", kLockFile) == 0; },
     };
-    for (const auto& make_bait : baits) {
-        int ready[2];
-        ASSERT_EQ(::pipe(ready), 0);
+    for (const auto make_bait : baits) {
         const pid_t stranger = ::fork();
-        if (stranger == 0) swap_files(make_bait, ready[1]);
-        ::close(ready[1]);
-        char byte = 0;
-        ASSERT_EQ(::read(ready[0], &byte, 1), 1);
-        ::close(ready[0]);
-        const pid_t log = ::fork();
-        if (log == 0) {
-            ::alarm(60);  // ends one that hangs
-            for (int statement = 0; statement < 2000; ++statement)
-                HARBEXLOG(HARBEXLOG_DEBUG, "%d\n", statement);
-            ::_exit(_iot_lock_fd == -1 ? 0 : 1);
-        }
-        EXPECT_EQ(test::wait_for(log), 0);
+        if (stranger == 0) swap_files(make_bait);
+        ASSERT_TRUE(test::wait_until([] { return fs::exists(fs::symlink_status(kLockFile)); }));
+        EXPECT_EQ(0, test::run_apart([] {
+                      ::alarm(60);  // ends one that hangs
+                      for (int statement = 0; statement < 2000; ++statement)
+                          HARBEXLOG(HARBEXLOG_DEBUG, "%d\n", statement);
+                      return _iot_lock_fd == -1 ? 0 : 1;
+                  }));
         ::kill(stranger, SIGKILL);
         (void)test::wait_for(stranger);
 

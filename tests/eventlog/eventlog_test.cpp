@@ -6,13 +6,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
-#include <sstream>
-#include <string>
-#include <thread>
 
 #include "eventlog/nc_msg_db.h"
 #include "support/files.h"
+#include "support/run_program.h"
 
 namespace {
 
@@ -22,12 +19,12 @@ constexpr const char* kEventLog = "/var/log/event.log";
 constexpr const char* kEnd = nullptr;
 
 // The tool runs detached; its effect is waited for.
-std::string wait_for_lines(const std::string& path, std::ptrdiff_t count) {
+std::string wait_for_lines(const char* path, std::ptrdiff_t count) {
     std::string text;
-    for (int tries = 0; tries < 500 && std::count(text.begin(), text.end(), '\n') < count; ++tries) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    (void)harbex::test::wait_until([&] {
         text = harbex::test::read_text(path);
-    }
+        return std::count(text.begin(), text.end(), '\n') >= count;
+    });
     return text;
 }
 

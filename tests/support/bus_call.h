@@ -1,18 +1,14 @@
 #pragma once
 
 #include <bsvc.h>
-#include <jansson.h>
 
 #include <memory>
 #include <string>
 #include <utility>
 
-namespace harbex::test {
+#include "common/json_owner.h"
 
-struct JsonRelease {
-    void operator()(json_t* value) const { json_decref(value); }
-};
-using JsonOwner = std::unique_ptr<json_t, JsonRelease>;
+namespace harbex::test {
 
 struct BusReply {
     int result = -1;   // bs_call's: 0, or one of bs_call_result

@@ -4,11 +4,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <filesystem>
-#include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "support/bus_call.h"
@@ -21,16 +18,6 @@ inline constexpr const char* kDaemonService = "harbex_network_service";
 inline constexpr const char* kDaemonProgram = "/opt/harbex/bin/harbex_network_service";
 inline constexpr const char* kDaemonLog = "/opt/harbex/var/log/harbex_network_service.log";
 inline constexpr const char* kPidFile = "/var/run/network/harbex_network_service.pid";
-
-inline bool wait_until(const std::function<bool()>& condition,
-                       std::chrono::seconds limit = std::chrono::seconds(60)) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
 
 // True once the daemon answers. The question reaches no method, so that it leaves no line in the log.
 inline bool answers() {

@@ -5,7 +5,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace harbex::test {
@@ -50,6 +53,30 @@ inline Finished run_program(const std::vector<std::string>& command, void (*prep
     const int err = memfd_create("err", MFD_CLOEXEC);
     const int status = wait_for(start_program(command, out, err, prepare));
     return {status, take_all(out), take_all(err)};
+}
+
+// A process of its own for what changes a whole process: its signals, its user, its limits. 0 is its success.
+inline int run_apart(const std::function<int()>& body) {
+    const pid_t child = fork();
+    if (child == 0) _exit(body());
+    return wait_for(child);
+}
+
+inline std::string self_signed_certificate() {
+    return run_program({"/usr/bin/openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256",
+                        "-nodes", "-keyout", "/dev/null", "-subj", "/CN=t"})
+        .out;
+}
+
+// Waits for something that is about to happen; false when it does not within a time no healthy machine needs.
+inline bool wait_until(const std::function<bool()>& condition,
+                       std::chrono::seconds limit = std::chrono::seconds(60)) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
 }
 
 }  // namespace harbex::test

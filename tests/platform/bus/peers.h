@@ -11,29 +11,24 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <vector>
 
 #include "base/descriptor.h"
-#include "bus/framing.h"
+#include "base/stream_owner.h"
 #include "bus/service.h"
+#include "support/bus_bytes.h"
 #include "support/run_program.h"
 
 namespace bsvc::test {
 
 using namespace std::chrono_literals;
-using harbex::test::run_program;
-using nas::Descriptor;
+using harbex::test::run_apart, harbex::test::run_program, harbex::test::wait_until;
+using nas::Descriptor, nas::StreamOwner;
 
 constexpr char kService[] = "bus_test";
-
-struct FreeIo {
-    void operator()(bs_io* io) const { bs_io_free(io); }
-};
-using Stream = std::unique_ptr<bs_io, FreeIo>;
 
 inline std::string text_of(bs_io* io) {
     size_t length = 0;
@@ -41,42 +36,24 @@ inline std::string text_of(bs_io* io) {
     return bytes == nullptr ? "" : std::string(bytes, length);
 }
 
-inline void set_text(bs_io* io, std::string_view text) {
-    bs_io_realloc(io, 0);
-    bs_io_write(io, text.data(), text.size());
-}
-
 struct Outcome {
     int result;
     std::string text;  // the reply, or the request that is still there
+    bool operator==(const Outcome&) const = default;
 };
 
 inline Outcome call(const std::string& method, std::string_view body = "", int timeout_s = 20,
                     const char* service = kService) {
-    const Stream io(bs_io_create());
-    set_text(io.get(), body);
+    const StreamOwner io(bs_io_create());
+    bs_io_write(io.get(), body.data(), body.size());
     const int result = bs_call(service, method.c_str(), io.get(), timeout_s, -1);
     return {result, text_of(io.get())};
-}
-
-// Waits for something that is about to happen; false when it does not within a time no healthy machine needs.
-inline bool eventually(const std::function<bool()>& condition) {
-    for (int i = 0; i < 3000 && !condition(); ++i)
-        std::this_thread::sleep_for(5ms);
-    return condition();
 }
 
 inline void in_threads(int count, const std::function<void(int number)>& work) {
     std::vector<std::jthread> threads;
     for (int i = 0; i < count; ++i)
         threads.emplace_back(work, i);
-}
-
-// A process of its own for what changes the signals, or the user, of a whole process; 0 is its success.
-inline int run_apart(const std::function<int()>& body) {
-    const pid_t child = fork();
-    if (child == 0) _exit(body());
-    return harbex::test::wait_for(child);
 }
 
 inline ptrdiff_t open_descriptors() {
@@ -95,7 +72,7 @@ inline void serve(const char* method, bs_io* io, int fd) {
         std::this_thread::sleep_for(1ms);
     if (name == "produce") bs_io_realloc(io, std::strtoul(text_of(io).c_str(), nullptr, 10));
     if (name == "hold_and_call") self_call_result = bs_call(kService, "echo", io, 20, -1);
-    if (name == "nest" && bs_call(kService, "echo", io, 60, -1) != 0) set_text(io, "nested call failed");
+    if (name == "nest" && bs_call(kService, "echo", io, 60, -1) != 0) bs_io_realloc(io, 0);
     if (name != "silent") (void)bs_reply(io);
     close(fd);
     bs_io_free(io);
@@ -117,7 +94,7 @@ public:
     bs_service* get() const { return service_; }
     const Traffic& traffic() const { return service_->traffic(); }
     bool has_open(int count) const {
-        return eventually([&] { return traffic().open == count; });
+        return wait_until([&] { return traffic().open == count; });
     }
     int stop() {
         if (service_ != nullptr) bs_stop(service_);
@@ -137,20 +114,23 @@ inline sockaddr_un address_of(const char* service = kService) {
     return address;
 }
 
-inline bool connect_socket(const Descriptor& fd, const char* service = kService) {
-    const sockaddr_un address = address_of(service);
-    return connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-}
-
 inline bool send_bytes(const Descriptor& fd, std::string_view bytes) {
     return bytes.empty() ||
            send(fd.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
 }
 
+// What connect or bind makes of a socket and a service's name; none when that failed.
+inline Descriptor socket_at(decltype(&connect) attach, const char* service) {
+    const sockaddr_un address = address_of(service);
+    Descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (attach(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) fd.reset();
+    return fd;
+}
+
 // A connection on which these bytes have been sent; none when that failed.
 inline Descriptor raw_peer(std::string_view bytes = "", const char* service = kService) {
-    Descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (!connect_socket(fd, service) || !send_bytes(fd, bytes)) fd.reset();
+    Descriptor fd = socket_at(connect, service);
+    if (fd && !send_bytes(fd, bytes)) fd.reset();
     return fd;
 }
 
@@ -166,27 +146,11 @@ inline std::string receive_all(const Descriptor& fd) {
     }
 }
 
-template <typename Header>
-std::string bytes_of(const Header& header) {
-    return std::string(reinterpret_cast<const char*>(&header), sizeof header);
-}
-
-inline std::string request_bytes(std::string_view method, std::string_view body) {
-    return bytes_of(make_request_header(method.size(), body.size())).append(method).append(body);
-}
-
-inline std::string reply_bytes(std::string_view body) {
-    return bytes_of(make_reply_header(body.size())).append(body);
-}
-
 // A socket bound to a service's name; closed, it leaves what a dead service leaves.
 inline Descriptor bound_socket(const char* service = kService) {
-    const sockaddr_un address = address_of(service);
     std::filesystem::create_directories("/var/run/bsvc");
-    unlink(address.sun_path);
-    Descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    EXPECT_EQ(bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    return fd;
+    unlink(address_of(service).sun_path);
+    return socket_at(bind, service);
 }
 
 // Stands behind the service's name for one caller and keeps no rule of the bus but what `behave` does.

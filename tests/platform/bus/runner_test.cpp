@@ -14,8 +14,8 @@ struct Ran {
 
 Ran run(std::vector<const char*> argv) {
     argv.push_back(nullptr);
-    const Stream out(bs_io_create());
-    const Stream err(bs_io_create());
+    const StreamOwner out(bs_io_create());
+    const StreamOwner err(bs_io_create());
     const int result = bs_io_execv(0, out.get(), err.get(), const_cast<char* const*>(argv.data()));
     return {result, text_of(out.get()), text_of(err.get())};
 }

@@ -61,7 +61,7 @@ TEST(Lifecycle, StopWaitsForCallsInFlightAndTurnsTheRestAway) {
         held = true;
         Outcome in_flight{}, waiting{};
         std::thread first([&] { in_flight = call("hold_and_call", "finished"); });
-        ASSERT_TRUE(eventually([] { return handlers_inside == 1; }));
+        ASSERT_TRUE(wait_until([] { return handlers_inside == 1; }));
         std::thread second([&] { waiting = call("echo", "kept"); });
         std::this_thread::sleep_for(20ms);
         bs_stop(service.get());
@@ -111,9 +111,9 @@ TEST(Lifecycle, SignalsArriveInTheLoop) {
                   held = true;
                   const std::jthread caller([] { call("hold", "", 20, "bus_test_signals"); });
                   const std::jthread sender([] {
-                      if (!eventually([] { return handlers_inside == 1 && delivered == 1; })) _exit(3);
+                      if (!wait_until([] { return handlers_inside == 1 && delivered == 1; })) _exit(3);
                       kill(getpid(), SIGUSR1);
-                      if (!eventually([] { return delivered == 2; })) _exit(4);
+                      if (!wait_until([] { return delivered == 2; })) _exit(4);
                       held = false;
                       kill(getpid(), SIGTERM);
                   });
