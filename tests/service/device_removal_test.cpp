@@ -37,17 +37,15 @@ TEST_F(DeviceRemoval, SupernodeHalts) {
 }
 
 TEST_F(DeviceRemoval, UnregistersFromTheCloud) {
-    const Enrolled edge = enrol_device();
-    set_setting(kBidConf, "VELLUM_TOKEN", edge.account_token);
-    (void)requests();
+    const std::string id = enrol(), agent = read_text(kAgentLink);
+    std::filesystem::remove(kAgentLink);
     const std::string not_deleted = "Failed to unregister device from NAS";
     expect_requests("Device_unregister_from_nas", {{"no device id", 1016, not_deleted, not_deleted}});
     EXPECT_EQ(requests(), "DELETE /cvnms/bthings/api/v1/devices/");
-    write_text(kAgentLink, edge.agent_configuration);
+    write_text(kAgentLink, agent);
     const Answer answer = call("Device_unregister_from_nas", "whatever");
-    EXPECT_EQ(answer.reply,
-              envelope(kSuccess, R"("{\"deviceId\":\")" + edge.device_id + R"(\",\"message\":\"deleted\"}")"));
-    EXPECT_EQ(answer.lines, "DEBUG vellumToken obtained successfully\nDEBUG deviceId: " + edge.device_id +
+    EXPECT_EQ(answer.reply, envelope(kSuccess, R"("{\"deviceId\":\")" + id + R"(\",\"message\":\"deleted\"}")"));
+    EXPECT_EQ(answer.lines, "DEBUG vellumToken obtained successfully\nDEBUG deviceId: " + id +
                                 "\nDEBUG orgId: org-7f3a1c\nDEBUG corvane_token is not expired\n"
                                 "DEBUG corvaneToken obtained successfully");
     set_setting(kCorvaneConf, "CORVANE_TOKEN_LAST_SEEN", "0");

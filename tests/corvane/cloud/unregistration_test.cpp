@@ -19,8 +19,7 @@ Outcome leave() {
 using Unregistration = SignedInNas;
 
 TEST_F(Unregistration, DeletesTheDeviceAndThenTheMarkerAlone) {
-    const std::string id = enrol_device().device_id;
-    (void)requests();
+    const std::string id = enrol();
     EXPECT_EQ(
         R"(0 {"device_unregister_response":"{\"deviceId\":\")" + id + R"(\",\"message\":\"deleted\"}","kept":1} )",
         leave_as(id).text());
@@ -40,7 +39,7 @@ TEST_F(Unregistration, DeletesTheDeviceAndThenTheMarkerAlone) {
     begin();
     EXPECT_EQ("69 " + joined, leave_as("").text());
     EXPECT_EQ("", requests());
-    const std::string next = enrol_device().device_id;
+    const std::string next = enrol();
     const Broken tool(kSetcfg, "bid_token_status", 2);
     EXPECT_EQ(0, leave_as(next).code) << "the device is gone, whatever the marker says";
 }
