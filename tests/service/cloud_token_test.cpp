@@ -14,6 +14,8 @@ const std::string kNotRefreshed = "Failed to refresh cloud token";
 TEST(CloudToken, IsValidUntilItsTime) {
     EXPECT_TRUE(service::is_cloud_token_valid("va1.abc.1800000001", 1'800'000'000));
     EXPECT_FALSE(service::is_cloud_token_valid("va1.abc.1800000000", 1'800'000'000));
+    EXPECT_TRUE(service::is_cloud_token_valid("va1.abc. +1800000001s", 1'800'000'000)) << "up to the first other";
+    EXPECT_TRUE(service::is_cloud_token_valid("99999999999999999999", INT64_MAX - 1)) << "the nearest there is";
 }
 
 using CloudTokens = ServiceNas;

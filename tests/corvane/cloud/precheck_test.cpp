@@ -58,6 +58,10 @@ TEST_F(Precheck, ReadsThePosition) {
     EXPECT_EQ(0, corvane::get_geo_info(texts[0], texts[1], texts[2], texts[3]));
     EXPECT_EQ("25.033 121.565 TW", texts[0] + " " + texts[1] + " " + texts[2]);
     EXPECT_EQ("vellum_cli -x 13 -e\nvellum_cli -g 203.0.113.77\n", read_text("/var/log/scripts.log"));
+    const ReplacedTool tool("/usr/local/bin/vellum_cli", "[ $1 = -x ] && exec $0.replaced \"$@\"");
+    texts[3] = "";
+    EXPECT_EQ(60, corvane::get_geo_info(texts[0], texts[1], texts[2], texts[3]));
+    EXPECT_EQ("203.0.113.77", texts[3]) << "known before the position is asked for";
 }
 
 }  // namespace

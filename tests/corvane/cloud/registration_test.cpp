@@ -90,6 +90,9 @@ TEST_F(Registration, ReadsTheLogInsAnswer) {
         begin();
         EXPECT_EQ(outcome, outcome_of(given).text()) << given;
     }
+    begin();
+    const Broken tool(kSetcfg, "corvane_serial_num");
+    EXPECT_EQ("60 d t 7 - 10.8.0.9", outcome_of(number + R"(7,"virtualIP":"10.8.0.9"})").text()) << "not stored";
 }
 
 TEST_F(Registration, ResolvesTheAutomaticRegion) {

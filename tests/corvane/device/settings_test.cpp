@@ -1,6 +1,8 @@
 // What this NAS knows about itself: the settings, the names and ids in other files, the small rules about them.
 #include "corvane/device/settings.h"
 
+#include <sys/utsname.h>
+
 #include "corvane/device/edge_scripts.h"
 #include "corvane/device/feature_tour.h"
 #include "corvane/device/gateway.h"
@@ -73,8 +75,16 @@ TEST(SmallRules, OfMasksPortsAndModules) {
     EXPECT_EQ(8 + 8 + 1 + 2, maskToCIDR("511.-1.x.257.3"));
     EXPECT_EQ("10", get_ethernet_loc("Adapter 2 Port 10"));
     EXPECT_EQ("on board", get_ethernet_loc("on board"));
-    bool exists = false;
+    bool exists = true;
     EXPECT_EQ(60, kernel_module_exists("a..b", exists));
+    EXPECT_FALSE(exists);
+    utsname kernel{};
+    ASSERT_EQ(0, uname(&kernel));
+    test::write_text(std::string("/lib/modules/") + kernel.release + "/net/tun.ko", "");
+    for (const std::string name : {"net/tun.ko", "net/tun"}) {
+        EXPECT_EQ(0, kernel_module_exists(name, exists));
+        EXPECT_EQ(exists, name.ends_with(".ko")) << name;
+    }
 }
 
 }  // namespace
