@@ -13,8 +13,10 @@ namespace {
 // Left to itself the allocator raises this with the largest block that was ever freed, and such blocks then come from
 // the heap.
 constexpr int kOwnMapping = 128 * 1024;
-// Below this, handing memory back and forth costs more than it is worth.
-constexpr size_t kMuchFreed = 512 * 1024;
+// How much is handled between two looks for whole free pages: 64 small calls, or one large.
+constexpr size_t kHandledBetween = 64 * 1024;
+constexpr size_t kLeastOfCall = 1024;  // what a call leaves behind at least
+constinit std::atomic<size_t> handled{0};
 
 // jansson's parser ends the program, or loses characters, when it cannot have a few bytes more: what is set aside
 // here is let go for it then. Untouched, it takes address space only.
@@ -42,17 +44,17 @@ void prepare_memory() {
     (void)mallopt(M_ARENA_MAX, 1);
     (void)mallopt(M_MMAP_THRESHOLD, kOwnMapping);
     (void)mallopt(M_TRIM_THRESHOLD, kOwnMapping);
-    // Sets the allocator's own figures up while there is one thread: the first question for them is not safe among
-    // more.
-    (void)mallinfo2();
     json_set_alloc_funcs(allocate_for_json, free);
     set_reserve_aside();
 }
 
-void tidy_memory() {
+void tidy_memory(size_t request_size) {
     // The heap gives back by itself what is free at its end only; what is in use behind a large document keeps all of
     // it.
-    if (mallinfo2().fordblks > kMuchFreed) (void)malloc_trim(0);
+    if (handled += request_size + kLeastOfCall; handled >= kHandledBetween) {
+        handled = 0;
+        (void)malloc_trim(0);
+    }
     set_reserve_aside();
 }
 

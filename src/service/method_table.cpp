@@ -83,6 +83,8 @@ const Method* find_method(const char* name) {
 }
 
 void service_handler(const char* method, bs_io* io, int fd) noexcept {
+    size_t request_size = 0;
+    (void)bs_io_read(io, &request_size);
     {
         const system::FileDescriptor connection(fd);
         const bs_auto_io stream(io);
@@ -96,7 +98,7 @@ void service_handler(const char* method, bs_io* io, int fd) noexcept {
             Logger::Log(ERROR, "method: %s dropped", method);
         }
     }
-    tidy_memory();
+    tidy_memory(request_size);
 }
 
 }  // namespace harbex::service
