@@ -1,10 +1,13 @@
 // How costs grow: by a request's size, the number of clients, the length of a log, of a settings file and of the
 // process table.
+#include <dirent.h>
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -82,9 +85,25 @@ void grow_with_settings() {
     std::filesystem::remove(file);
 }
 
+// What the table cannot do without: the kernel's list, and each command line opened and read once.
+void read_command_lines() {
+    DIR* proc = opendir("/proc");
+    bench::require(proc != nullptr, "no /proc");
+    while (const dirent* entry = readdir(proc)) {
+        if (std::strtol(entry->d_name, nullptr, 10) == 0) continue;
+        const int file = open(("/proc/" + std::string(entry->d_name) + "/cmdline").c_str(), O_RDONLY | O_CLOEXEC);
+        char text[4096];
+        (void)!read(file, text, sizeof text);
+        close(file);
+    }
+    closedir(proc);
+}
+
+// The kernel itself needs longer for each process the more there are, so the table is measured beside the bare walk:
+// a row is how both have grown since ten processes.
 void grow_with_processes() {
     std::vector<pid_t> sleepers;
-    bench::grow("process table, processes", {10, 100, 1000, 5000}, [&](size_t count) {
+    const auto start_up_to = [&](size_t count) {
         while (sleepers.size() < count) {
             sleepers.push_back(fork());
             bench::require(sleepers.back() >= 0, "no more processes");
@@ -93,14 +112,20 @@ void grow_with_processes() {
                 _exit(0);
             }
         }
-        while (sleepers.size() > count) {
-            kill(sleepers.back(), SIGKILL);
-            waitpid(sleepers.back(), nullptr, 0);
-            sleepers.pop_back();
-        }
-        harbex::system::VpnProcess table;
-        return bench::time_each_us(3, [&] { (void)table.update(); });
-    });
+    };
+    harbex::system::VpnProcess table;
+    const auto table_us = [&] { return bench::time_each_us(5, [&] { (void)table.update(); }); };
+    const auto bare_us = [] { return bench::time_each_us(5, read_command_lines); };
+    start_up_to(10);
+    const double table_of_ten_us = table_us();
+    const double bare_of_ten_us = bare_us();
+    for (const size_t count : {100U, 1000U, 5000U}) {
+        start_up_to(count);
+        bench::compare(
+            "process table, processes: " + std::to_string(count) + " / 10, beside a bare walk of /proc", "×",
+            bench::Must::kAtMost, 1.1, [&] { return table_us() / table_of_ten_us; },
+            [&] { return bare_us() / bare_of_ten_us; });
+    }
     for (const pid_t sleeper : sleepers) {
         kill(sleeper, SIGKILL);
         waitpid(sleeper, nullptr, 0);
