@@ -60,6 +60,9 @@ Fault parse_fault(std::string_view text) {
     } else if (take_prefix(text, "body:")) {
         fault.kind = Fault::Kind::kAnswer;
         fault.body = text;
+    } else if (take_prefix(text, "date:")) {
+        fault.kind = Fault::Kind::kDate;
+        std::from_chars(text.data(), text.data() + text.size(), fault.date_skew_s);
     } else if (text == "close") {
         fault.kind = Fault::Kind::kClose;
     } else if (text == "reset") {

@@ -17,11 +17,13 @@ struct Fault {
         kClose,        // the real answer, cut in its middle
         kReset,        // the connection is reset before TLS, or before an answer
         kCertificate,  // `certificate` instead of the valid one
+        kDate,         // the real answer, with a date that is `date_skew_s` off
     };
     Kind kind = Kind::kNone;
     double delay_s = 0;
     int status = 200;
     std::string body;
+    long long date_skew_s = 0;
     Certificate certificate = Certificate::kValid;
 };
 

@@ -63,6 +63,14 @@ CloudRequest read_request(const httplib::Request& parsed, std::string_view bytes
     return request;
 }
 
+// As an HTTP date: "Sun, 06 Nov 1994 08:49:37 GMT". The cloud has the names of days and months of the C locale.
+std::string http_date(time_t time) {
+    tm parts{};
+    char text[64] = "";
+    (void)strftime(text, sizeof text, "%a, %d %b %Y %H:%M:%S GMT", gmtime_r(&time, &parts));
+    return text;
+}
+
 }  // namespace
 
 void Cloud::pause(double seconds) {
@@ -148,6 +156,7 @@ void CloudServer::answer(const httplib::Request& parsed, httplib::Response& resp
     cloud_.records.add(served.number, request, answer.status);
     if (fault.delay_s > 0) cloud_.pause(fault.delay_s);
     response.status = answer.status;
+    response.set_header("Date", http_date(time(nullptr) + static_cast<time_t>(fault.date_skew_s)));
     if (answer.status >= 300 && answer.status < 400) response.set_header("Location", "https://elsewhere.example/");
     response.set_content(answer.body, "application/json");
 }
