@@ -31,21 +31,20 @@ constexpr Service kServices[] = {
     {system::kEdgeDaemon, "/etc/init.d/corvane_express.sh start"},
 };
 
-struct CloudHost {
-    const char* name;
-    std::string (*url)(std::string path);
-};
-constexpr CloudHost kHosts[] = {
-    {"organisation centre", corvane::get_org_center_api_url},
-    {"account centre", corvane::get_account_center_api_url},
-    {"sign-in centre", corvane::get_auth_connector_api_url},
-    {"SD-WAN cloud", corvane::get_corvane_api_url},
+using CloudUrl = std::string (*)(std::string path);
+constexpr CloudUrl kClouds[] = {
+    corvane::get_org_center_api_url,
+    corvane::get_account_center_api_url,
+    corvane::get_auth_connector_api_url,
+    corvane::get_corvane_api_url,
 };
 
 struct CloudAnswer {
     std::string url;
     CloudFinding finding;
     bool has_answered = false;
+
+    [[nodiscard]] std::string host() const { return url.empty() ? "cloud host" : host_of(url); }
 };
 
 Finding clock_alone(int64_t now) {
@@ -57,10 +56,10 @@ Finding clock_alone(int64_t now) {
 // The first host that tells its time decides.
 Finding clock_against(const std::vector<CloudAnswer>& clouds, int64_t now) {
     Finding clock = clock_alone(now);
-    const auto told =
-        std::find_if(clouds.begin(), clouds.end(), [](const CloudAnswer& cloud) { return cloud.finding.date != 0; });
+    const auto told = std::find_if(clouds.begin(), clouds.end(),
+                                   [](const CloudAnswer& cloud) { return cloud.finding.ahead_s.has_value(); });
     if (!clock.is_good || told == clouds.end()) return clock;
-    const int64_t skew = now - told->finding.date;
+    const int64_t skew = *told->finding.ahead_s;
     clock.is_good = std::abs(skew) <= kMostSkew_s;
     clock.found +=
         ", " + std::to_string(std::abs(skew)) + (skew < 0 ? " s behind the cloud" : " s ahead of the cloud");
@@ -89,16 +88,31 @@ std::string remedy_of(int result) {
     }
 }
 
-Finding judge_cloud(const CloudHost& host, const CloudAnswer& answer, int64_t now) {
-    const std::string name = std::string(host.name) + " " + answer.url.substr(answer.url.find("://") + 3);
-    if (!answer.has_answered) return {name, false, "no answer in time", remedy_of(system::kTransferTimedOut)};
+Finding judge_cloud(const CloudAnswer& answer, int64_t now) {
+    if (!answer.has_answered)
+        return {answer.host(), false, "no answer in time", remedy_of(system::kTransferTimedOut)};
     const CloudFinding& finding = answer.finding;
     const std::string end =
-        finding.certificate_end == 0 ? "" : ", certificate until " + time_text(finding.certificate_end);
-    if (finding.result != 0)
-        return {name, false, system::transfer_result_text(finding.result) + end, remedy_of(finding.result)};
+        finding.certificate_end == 0 ? "" : ", certificate until " + time_text(finding.certificate_end).substr(0, 10);
+    if (finding.result != 0) return {answer.host(), false, finding.words + end, remedy_of(finding.result)};
     const bool is_soon = finding.certificate_end != 0 && finding.certificate_end - now < kSoon_s;
-    return {name, true, "answers" + end + (is_soon ? " (soon)" : ""), ""};
+    return {answer.host(), true, "answers" + end + (is_soon ? " (soon)" : ""), ""};
+}
+
+Finding judge_names(const std::vector<CloudAnswer>& clouds) {
+    std::string missing;
+    for (const CloudAnswer& cloud : clouds)
+        missing += cloud.finding.has_address ? "" : " " + cloud.host();
+    if (missing.empty()) return {"name resolution", true, "every cloud host has an address", ""};
+    return {"name resolution", false, "no address for" + missing, remedy_of(system::kCouldNotResolveHost)};
+}
+
+// The bus has no process of its own: it is there as long as a service has its name on it.
+Finding judge_bus(const std::vector<Life>& lives) {
+    const auto found = std::count_if(lives.begin(), lives.end(), [](Life life) { return life != Life::kDown; });
+    return {"service bus", found != 0,
+            std::to_string(found) + " of " + std::to_string(lives.size()) + " services are on it",
+            found != 0 ? "" : "start the NAS's services; they make /var/run/bsvc"};
 }
 
 Finding judge_token(const AccountToken& token, int64_t now) {
@@ -111,9 +125,9 @@ Finding judge_token(const AccountToken& token, int64_t now) {
 
 std::vector<Source> cloud_sources(std::vector<CloudAnswer>& answers) {
     std::vector<Source> sources;
-    for (size_t index = 0; index < std::size(kHosts); ++index) {
+    for (size_t index = 0; index < std::size(kClouds); ++index) {
         sources.emplace_back([index, &answers] {
-            CloudAnswer answer{kHosts[index].url(""), {}, true};
+            CloudAnswer answer{kClouds[index](""), {}, true};
             answer.finding = look_at_cloud(answer.url);
             return [answer = std::move(answer), index, &answers] { answers[index] = answer; };
         });
@@ -124,9 +138,9 @@ std::vector<Source> cloud_sources(std::vector<CloudAnswer>& answers) {
 }  // namespace
 
 std::vector<Finding> check_everything(Deadline deadline) {
-    std::vector<CloudAnswer> clouds(std::size(kHosts));
+    std::vector<CloudAnswer> clouds(std::size(kClouds));
     for (size_t index = 0; index < clouds.size(); ++index)
-        clouds[index].url = kHosts[index].url("");
+        clouds[index].url = kClouds[index]("");
     std::vector<Source> sources = cloud_sources(clouds);
     std::vector<Life> lives(std::size(kServices), Life::kSilent);
     for (size_t index = 0; index < lives.size(); ++index) {
@@ -144,11 +158,12 @@ std::vector<Finding> check_everything(Deadline deadline) {
     (void)ask_all(sources, deadline);  // who was silent has kept what it began with
 
     const int64_t now = time(nullptr);
-    std::vector<Finding> findings = {clock_against(clouds, now)};
+    std::vector<Finding> findings = {clock_against(clouds, now), judge_bus(lives)};
     for (size_t index = 0; index < lives.size(); ++index)
         findings.push_back(judge_service(kServices[index], lives[index], enrolment.is_on_corvane.value_or(false)));
-    for (size_t index = 0; index < clouds.size(); ++index)
-        findings.push_back(judge_cloud(kHosts[index], clouds[index], now));
+    findings.push_back(judge_names(clouds));
+    for (const CloudAnswer& cloud : clouds)
+        findings.push_back(judge_cloud(cloud, now));
     findings.push_back(judge_token(enrolment.token, now));
     findings.insert(findings.end(), files.begin(), files.end());
     return findings;

@@ -1,6 +1,7 @@
 #include "cloud_probe.h"
 
 #include <curl/curl.h>
+#include <time.h>
 
 #include <memory>
 #include <string_view>
@@ -20,7 +21,7 @@ size_t take_header(char* bytes, size_t size, size_t count, void* userdata) {
     const std::string line(bytes, size * count);
     if (curl_strnequal(line.c_str(), kDate.data(), kDate.size()) != 0) {
         const time_t date = curl_getdate(line.c_str() + kDate.size(), nullptr);
-        *static_cast<int64_t*>(userdata) = date < 0 ? 0 : date;
+        if (date >= 0) static_cast<CloudFinding*>(userdata)->ahead_s = int64_t{time(nullptr)} - date;
     }
     return size * count;
 }
@@ -48,12 +49,19 @@ CURLcode look(const std::string& url, bool is_checked, CloudFinding& finding) {
     curl_easy_setopt(handle.get(), CURLOPT_TIMEOUT, kTimeout_s);
     curl_easy_setopt(handle.get(), CURLOPT_CERTINFO, 1L);
     curl_easy_setopt(handle.get(), CURLOPT_HEADERFUNCTION, take_header);
-    curl_easy_setopt(handle.get(), CURLOPT_HEADERDATA, &finding.date);
-    if (!is_checked) {
+    curl_easy_setopt(handle.get(), CURLOPT_HEADERDATA, &finding);
+    char words[CURL_ERROR_SIZE] = "";
+    if (is_checked) {
+        curl_easy_setopt(handle.get(), CURLOPT_ERRORBUFFER, words);
+    } else {
         curl_easy_setopt(handle.get(), CURLOPT_SSL_VERIFYPEER, 0L);
         curl_easy_setopt(handle.get(), CURLOPT_SSL_VERIFYHOST, 0L);
     }
     const CURLcode result = curl_easy_perform(handle.get());
+    if (is_checked && result != CURLE_OK) finding.words = *words != '\0' ? words : curl_easy_strerror(result);
+    curl_off_t resolved_us = 0;
+    curl_easy_getinfo(handle.get(), CURLINFO_NAMELOOKUP_TIME_T, &resolved_us);
+    finding.has_address = resolved_us > 0;
     if (const int64_t end = certificate_end(handle.get()); end != 0) finding.certificate_end = end;
     return result;
 }
@@ -65,6 +73,11 @@ CloudFinding look_at_cloud(const std::string& url) {
     finding.result = look(url, true, finding);
     if (finding.result == CURLE_PEER_FAILED_VERIFICATION) (void)look(url, false, finding);
     return finding;
+}
+
+std::string host_of(const std::string& url) {
+    const size_t start = url.find("://");
+    return start == std::string::npos ? url : url.substr(start + 3);
 }
 
 }  // namespace harbex::tools

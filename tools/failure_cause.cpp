@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "account_token.h"
+#include "cloud_probe.h"
 #include "common/error_code.h"
 #include "common/http.h"
 #include "common/last_exchange.h"
@@ -46,11 +47,6 @@ const char* remedy_of(Ending ending) {
     }
 }
 
-std::string host_of(const std::string& url) {
-    const size_t start = url.find("://");
-    return start == std::string::npos ? url : url.substr(start + 3);
-}
-
 std::string capital(std::string text) {
     if (!text.empty() && text[0] >= 'a' && text[0] <= 'z') text[0] = static_cast<char>(text[0] - 'a' + 'A');
     return text;
@@ -82,7 +78,7 @@ Cause bus_cause(const LastExchange& call) {
 }
 
 // The daemon answered, but has no token to give.
-Cause token_cause() {
+Cause token_cause(const LastExchange& last) {
     const AccountToken token = read_account_token();
     if (!token.is_known) return {Ending::kLocalFile, "the account token's settings cannot be read"};
     if (!token.is_present) return {Ending::kNotSignedIn, "nobody is signed in at this NAS"};
@@ -91,7 +87,8 @@ Cause token_cause() {
         has_expired ? "the sign-in expired (" + time_text(token.expires_at_s) + ") and the daemon could not renew it"
                     : "the daemon could not get an SD-WAN token";
     const std::optional<LoggedTransfer> transfer = log_tail ? log_tail->failed_transfer() : std::nullopt;
-    if (!transfer) return {has_expired ? Ending::kNotSignedIn : Ending::kFailed, what};
+    const Cause answer = bus_cause(last);
+    if (!transfer) return has_expired ? Cause{Ending::kNotSignedIn, what + ": " + answer.sentence} : answer;
     const std::string url = has_expired ? corvane::get_auth_connector_api_url("") : corvane::get_corvane_api_url("");
     Cause cause = transfer_cause(host_of(url), transfer->result, transfer->status);
     cause.sentence = what + ": " + cause.sentence;
@@ -114,7 +111,7 @@ Cause judge_cause(const Command& command, const Outcome& outcome) {
     if (is_edge_command && last.result == BS_CALL_OK && corvane::get_device_id().empty())
         return not_joined(outcome.code).cause;
     if (concerns_others(outcome) && last.kind != LastExchange::Kind::kNone) {
-        if (is_about_tokens(command, outcome, last)) return token_cause();
+        if (is_about_tokens(command, outcome, last)) return token_cause(last);
         const bool is_transfer = last.kind == LastExchange::Kind::kTransfer;
         const bool has_failed =
             last.result != 0 || (is_transfer ? last.status < 200 || last.status > 299 : last.status != 0);
