@@ -106,7 +106,7 @@ const Command kCommands[] = {
      "org use org-7f3a1c 'Field Office'",
      {{"ID", "Its id, as org list shows it"}, {"NAME", "The name to show; the id without it", true}},
      {kForce},
-     {system::kNetworkService, ERR_CORVANE_GETCLOUDTOKEN},
+     {},
      org_use},
     {"region", "list", "The chosen organisation's regions", "region list", {}, {}, {}, region_list},
     {"region",

@@ -1,17 +1,17 @@
 // The state of this NAS in the text format of OpenMetrics, for whoever watches a fleet.
 #include <fcntl.h>
+#include <fmt/core.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "commands.h"
 #include "common/error_code.h"
 #include "common/file_descriptor.h"
-#include "common/json_owner.h"
 #include "corvane/device/bus_query.h"
 #include "state.h"
 
@@ -19,18 +19,17 @@ namespace harbex::tools {
 namespace {
 
 constexpr int kTimeout_s = 6;
+constexpr int kTrafficTimeout_s = 2;
 constexpr mode_t kMode = 0644;  // the collector is another user
 constexpr corvane::BusQuery kTraffic{
     .service = system::kNetworkService, .method = "Get_rxtx", .check_envelope = true};
 
 std::string head(const char* name, const char* type, const char* help) {
-    return std::string("# TYPE harbex_") + name + " " + type + "\n# HELP harbex_" + name + " " + help + "\n";
+    return fmt::format("# TYPE harbex_{0} {1}\n# HELP harbex_{0} {2}\n", name, type, help);
 }
 
 std::string sample(const std::string& name, double value) {
-    char number[32] = "";
-    (void)snprintf(number, sizeof number, "%.15g", value);
-    return "harbex_" + name + " " + number + "\n";
+    return fmt::format("harbex_{} {:.15g}\n", name, value);
 }
 
 std::string state_text(const Facts& facts, int64_t now_s) {
@@ -50,14 +49,17 @@ std::string state_text(const Facts& facts, int64_t now_s) {
 }
 
 std::string traffic_text() {
-    const corvane::BusAnswer answer = corvane::query_service(kTraffic);
-    const json_t* interface = json_object_get(json_object_get(answer.document.get(), "data"), "interface");
-    const auto value = [&](const char* key) { return json_number_value(json_object_get(interface, key)); };
-    const auto both = [&](const char* metric, const char* sent, const char* received) {
-        const std::string name = metric;
-        return interface == nullptr ? ""
-                                    : sample(name + "{direction=\"sent\"}", value(sent)) +
-                                          sample(name + "{direction=\"received\"}", value(received));
+    std::shared_ptr<json_t> answer;
+    const Source source = [&answer] {
+        std::shared_ptr<json_t> document = corvane::query_service(kTraffic).document;
+        return [document, &answer] { answer = document; };
+    };
+    (void)ask_all({source}, deadline_in(kTrafficTimeout_s));  // silence leaves the traffic out
+    const json_t* interface = json_object_get(json_object_get(answer.get(), "data"), "interface");
+    const auto both = [&](const std::string& name, const char* sent, const char* received) {
+        if (interface == nullptr) return std::string();
+        return sample(name + "{direction=\"sent\"}", json_number_value(json_object_get(interface, sent))) +
+               sample(name + "{direction=\"received\"}", json_number_value(json_object_get(interface, received)));
     };
     return head("traffic_bytes", "counter", "Bytes through the gateway's interface.") +
            both("traffic_bytes_total", "tx_bytes", "rx_bytes") +
@@ -69,8 +71,8 @@ std::string traffic_text() {
 bool replace_file(const std::string& path, const std::string& text) {
     std::string fresh = path + ".XXXXXX";
     const system::FileDescriptor file(mkostemp(fresh.data(), O_CLOEXEC));
-    if (!file.is_open()) return false;
-    const bool written = write(file.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size()) &&
+    const bool written = file.is_open() &&
+                         write(file.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size()) &&
                          fchmod(file.get(), kMode) == 0 && fsync(file.get()) == 0;
     if (written && rename(fresh.c_str(), path.c_str()) == 0) return true;
     const int error = errno;

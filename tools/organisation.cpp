@@ -11,6 +11,7 @@
 #include "corvane/device/identity.h"
 #include "corvane/device/settings.h"
 #include "failure_cause.h"
+#include "result_words.h"
 
 namespace harbex::tools {
 namespace {
@@ -33,16 +34,22 @@ Outcome refused(int code, const std::string& sentence, const char* remedy) {
     return {code, Cause{.ending = Ending::kFailed, .sentence = sentence, .remedy = remedy}};
 }
 
-// The account tool does not say why there is no site: whether the cloud knows the organisation tells.
-Outcome explain_no_site(const std::string& id, int code) {
-    JsonValue list;
+// Of a list that cannot be had, for `why`.
+Outcome without_list(int code, int why) {
     Outcome outcome = code;
-    if (const int listed = corvane::get_organization_list(list); listed != NO_ERROR) {
+    if (ending_of(why) == Ending::kCloud || ending_of(why) == Ending::kTimeOut)
         outcome.cause.remedy = "repeat it when the cloud can be reached, or add --force";
-        return outcome;
-    }
+    return outcome;
+}
+
+// The account tool does not say why there is no site: whether the cloud knows the organisation tells.
+Outcome explain_no_site(const std::string& id, int code, bool is_forced) {
+    JsonValue list;
+    if (const int why = corvane::get_organization_list(list); why != NO_ERROR)
+        return is_forced ? NO_ERROR : without_list(code, why);
     if (!holds(list, "organization_id", id))
         return refused(code, "'" + id + "' is none of the user's organisations.", "harbexctl org list shows them");
+    if (is_forced) return NO_ERROR;
     return refused(code, "The organisation's site cannot be had.", "look into the log, then type the command again");
 }
 
@@ -56,12 +63,11 @@ Outcome region_list_into(JsonValue& list) {
     return corvane::get_region_list(list, org_id);
 }
 
-Outcome check_region(const std::string& id) {
+Outcome check_region(const std::string& id, bool is_forced) {
     JsonValue list;
-    Outcome outcome = region_list_into(list);
-    if (outcome.code != NO_ERROR) {
-        outcome.cause.remedy = "repeat it when the cloud can be reached, or add --force";
-        return outcome;
+    if (Outcome outcome = region_list_into(list); outcome.code != NO_ERROR) {
+        if (is_forced) return NO_ERROR;
+        return outcome.cause.sentence.empty() ? without_list(outcome.code, outcome.code) : outcome;
     }
     if (holds(list, "groupId", id)) return NO_ERROR;
     return refused(ERR_VALUE, "'" + id + "' is no region of the organisation.", "harbexctl region list shows them");
@@ -87,9 +93,13 @@ Outcome org_use(Call& call) {
     std::string joined_to;
     if (!corvane::get_device_id().empty() && (corvane::get_org_id(joined_to) != NO_ERROR || joined_to != id))
         return ERR_ACCESS;
+    Outcome without = check_service(system::kNetworkService, ERR_CORVANE_GETCLOUDTOKEN);
+    const bool has_daemon = without.code == NO_ERROR;
+    if (!has_daemon && !call.has(kForce)) return without;
     // The site comes first: it is asked of the cloud, so that an id that is none changes nothing.
-    if (const int result = corvane::set_site_id(id); result != NO_ERROR) {
-        if (!call.has(kForce)) return explain_no_site(id, result);
+    if (const int result = has_daemon ? corvane::set_site_id(id) : without.code; result != NO_ERROR) {
+        Outcome why = has_daemon ? explain_no_site(id, result, call.has(kForce)) : NO_ERROR;
+        if (why.code != NO_ERROR) return why;
         // Never an organisation with another one's site.
         if (const int cleared = corvane::write_setting(corvane::kSiteId, ""); cleared != NO_ERROR) return cleared;
     }
@@ -103,8 +113,8 @@ Outcome region_list(Call& call) {
 
 Outcome region_use(Call& call) {
     const std::string& id = call.arguments[0];
-    if (id != kAutoRegion && !call.has(kForce)) {
-        if (Outcome checked = check_region(id); checked.code != NO_ERROR) return checked;
+    if (id != kAutoRegion) {
+        if (Outcome checked = check_region(id, call.has(kForce)); checked.code != NO_ERROR) return checked;
     }
     return corvane::set_region_id(id, call.arguments[1].empty() ? id : call.arguments[1]);
 }

@@ -95,8 +95,8 @@ void explain(const std::string& command, const Outcome& outcome) {
     for (const std::string& step : cause.undone)
         line("not done", step);
     line("what to do", cause.remedy);
-    if (!cause.is_repeatable) line("repeating", "look first at what was done");
-    std::fprintf(stderr, "  code %d, log %s\n", outcome.code, __log_file__);
+    std::fprintf(stderr, "  code %d, %s, log %s\n", outcome.code,
+                 cause.is_repeatable ? "safe to repeat" : "look at what was done before repeating it", __log_file__);
 }
 
 }  // namespace

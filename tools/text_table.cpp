@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "common/json_owner.h"
+#include "time_text.h"
 
 namespace harbex::tools {
 namespace {
@@ -17,6 +18,7 @@ using Row = std::vector<std::string>;
 struct Label {
     std::string_view member;
     const char* text;
+    bool is_time = false;  // seconds since 1970
 };
 // What a member's name does not say by itself.
 constexpr Label kLabels[] = {
@@ -35,7 +37,16 @@ constexpr Label kLabels[] = {
     {"public_ip", "Public address"},
     {"virtual_ip", "Address"},
     {"changed", "Changed"},
+    {"usage", "Bytes used"},
+    {"expired_date", "Expires", true},
+    {"last_billing_date", "Last billed", true},
 };
+
+const Label* find_label(std::string_view member) {
+    const auto* const found = std::find_if(std::begin(kLabels), std::end(kLabels),
+                                           [&](const Label& label) { return label.member == member; });
+    return found == std::end(kLabels) ? nullptr : found;
+}
 
 size_t width_of(const std::string& text) {
     return static_cast<size_t>(std::count_if(text.begin(), text.end(), [](unsigned char byte) {
@@ -71,7 +82,9 @@ void add_members(const json_t* object, const std::string& prefix, std::vector<Ro
         if (json_is_object(member)) {
             add_members(member, label + ": ", rows);
         } else {
-            rows.push_back({std::move(label), cell_of(member)});
+            const Label* const known = find_label(name);
+            const bool is_time = known != nullptr && known->is_time && json_is_integer(member);
+            rows.push_back({std::move(label), is_time ? time_text(json_integer_value(member)) : cell_of(member)});
         }
     }
 }
@@ -112,9 +125,7 @@ std::string without_controls(std::string text) {
 }
 
 std::string label_of(std::string_view member) {
-    for (const Label& label : kLabels) {
-        if (label.member == member) return label.text;
-    }
+    if (const Label* const label = find_label(member)) return label->text;
     std::string text;
     for (const char letter : member) {
         const auto byte = static_cast<unsigned char>(letter);
