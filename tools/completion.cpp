@@ -8,16 +8,23 @@
 namespace harbex::tools {
 namespace {
 
-// The words that may follow `words`, with the blank in front that separates them.
-std::string choices_of(const Command& command) {
-    std::string words;
-    for (const Option& option : command.options)
-        words += std::string(" ") + option.name;
-    return words;
+std::string case_line(const std::string& pattern, const char* kind, const std::string& words) {
+    return "        " + pattern + ") " + kind + "=\"" + words + "\" ;;\n";
 }
 
-std::string case_line(const std::string& words, const std::string& choices) {
-    return "        \"" + words + "\") choices=\"" + choices + "\" ;;\n";
+// What a command takes behind its name: values of its options, and the options.
+std::string lines_of(const Command& command) {
+    const std::string name = "\"" + full_name(command) + "\"*";
+    std::string lines;
+    std::string options;
+    for (const Option& option : command.options) {
+        options += std::string(options.empty() ? "" : " ") + option.name;
+        std::string values = option.value == nullptr ? "" : option.value;
+        if (values.find('|') == std::string::npos) continue;
+        std::replace(values.begin(), values.end(), '|', ' ');
+        lines += case_line(name + "\" " + option.name + "\"", "choices", values);
+    }
+    return options.empty() ? lines : lines + case_line(name, "options", options);
 }
 
 std::string cases() {
@@ -28,34 +35,30 @@ std::string cases() {
         for (const Command& command : commands())
             names += group.name == std::string(command.group) ? std::string(" ") + command.name : "";
         first += std::string(" ") + group.name;
-        lines += case_line(group.name, names.substr(1));
+        lines += case_line(std::string("\"") + group.name + "\"", "choices", names.substr(1));
     }
     for (const Command& command : commands()) {
         if (*command.group == '\0') first += std::string(" ") + command.name;
-        const std::string choices = choices_of(command);
-        if (!choices.empty()) lines += case_line(full_name(command), choices.substr(1));
-        for (const Option& option : command.options) {
-            std::string values = option.value == nullptr ? "" : option.value;
-            if (values.find('|') == std::string::npos) continue;
-            std::replace(values.begin(), values.end(), '|', ' ');
-            lines += case_line(full_name(command) + " " + option.name, values);
-        }
+        lines += lines_of(command);
     }
-    return case_line("", first.substr(1)) + lines;
+    return case_line("\"\"", "choices", first.substr(1)) + lines;
 }
 
 }  // namespace
 
-// Source it: a word that begins with "-" is completed with options, too; files complete where nothing else does.
+// Source it: a word that begins with "-" is completed with options; files complete where nothing else does.
 Outcome completion(Call& call) {
     call.text =
         "# bash completion for harbexctl\n"
         "_harbexctl() {\n"
-        "    local choices= words=\"${COMP_WORDS[*]:1:COMP_CWORD-1}\"\n"
+        "    local choices= options= word words=\n"
+        "    for word in \"${COMP_WORDS[@]:1:COMP_CWORD-1}\"; do\n"
+        "        [[ $word == --json || $word == --verbose ]] || words+=\"${words:+ }$word\"\n"
+        "    done\n"
         "    case \"$words\" in\n" +
         cases() +
         "    esac\n"
-        "    [[ $2 != -* ]] || choices+=\" --json --verbose --help\"\n"
+        "    [[ $2 != -* ]] || choices+=\" $options --json --verbose --help\"\n"
         "    COMPREPLY=($(compgen -W \"$choices\" -- \"$2\"))\n"
         "}\n"
         "complete -o default -F _harbexctl harbexctl\n";

@@ -80,7 +80,7 @@ $ echo old >/tmp/m && exec 3</tmp/m && harbexctl metrics --output /tmp/m && [ "$
 $ script -qec 'harbexctl status' /dev/null | grep $'\033'
 $ ! { NO_COLOR=1 script -qec 'harbexctl status' /dev/null; harbexctl status; } | grep $'\033'
 $ harbexctl org use -h | grep 'Example: harbexctl org use'
-$ eval "$(harbexctl completion)"; COMP_WORDS=(harbexctl org -) COMP_CWORD=2; _harbexctl x u && [ "${COMPREPLY[*]}" = use ]
+$ eval "$(harbexctl completion)"; COMP_WORDS=(harbexctl --json org -) COMP_CWORD=3; _harbexctl x u && [ "${COMPREPLY[*]}" = use ]
 $ eval "$(harbexctl completion)"; COMP_WORDS=(harbexctl wait --for -) COMP_CWORD=3; _harbexctl x j && [ "${COMPREPLY[*]}" = joined ]
 
 $ setcfg 'Join Corvane' CORVANE_ORG_ID '' -f /etc/config/harbex/corvane.conf
