@@ -28,7 +28,7 @@ struct Service {
 constexpr Service kServices[] = {
     {system::kNetworkService, "start the application's daemon"},
     {system::kNetworkManager, "start the NAS's network manager"},
-    {system::kEdgeDaemon, "/etc/init.d/corvane_express.sh start"},
+    {system::kEdgeDaemon, "harbexctl agent start"},
 };
 
 using CloudUrl = std::string (*)(std::string path);

@@ -9,7 +9,7 @@ namespace {
 constexpr StateRow kStates[] = {
     {State::kDaemonDown, "daemon-down", "harbexctl doctor"},
     {State::kManagerDown, "manager-down", "harbexctl doctor"},
-    {State::kEdgeDown, "edge-down", "/etc/init.d/corvane_express.sh start"},
+    {State::kEdgeDown, "edge-down", "harbexctl agent start"},
     {State::kSignInExpired, "sign-in-expired", "harbexctl token refresh"},
     {State::kJoinedDown, "joined-down", "harbexctl doctor"},
     {State::kJoined, "joined", "harbexctl supernode usage"},
@@ -65,6 +65,8 @@ State judge(const Facts& facts, int64_t now_s) {
 }
 
 const char* next_command(State state, const Facts& facts, int64_t now_s) {
+    const bool is_stuck = state == State::kEdgeDown && facts.edge == Life::kSilent;
+    if (is_stuck || !facts.settings_answered || !facts.enrolment.token.is_known) return "harbexctl doctor";
     const bool needs_no_edge = state == State::kEdgeDown && !facts.has_joined();
     return row_of(needs_no_edge ? judge_enrolment(facts, now_s) : state).next;
 }

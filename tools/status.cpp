@@ -142,7 +142,7 @@ std::string text_for_people(const Facts& facts, State state, const char* next) {
 
 // A service that is not there is a failure only where something stands on it: a NAS that has not joined needs no
 // edge.
-Outcome outcome_of(State state, const Facts& facts) {
+Outcome outcome_of(State state, const Facts& facts, const char* next) {
     const Life life = state == State::kDaemonDown                       ? facts.daemon
                       : state == State::kManagerDown                    ? facts.manager
                       : state == State::kEdgeDown && facts.has_joined() ? facts.edge
@@ -150,7 +150,7 @@ Outcome outcome_of(State state, const Facts& facts) {
     if (life == Life::kUp) return NO_ERROR;
     return {NO_ERROR, Cause{.ending = life == Life::kDown ? Ending::kServiceDown : Ending::kTimeOut,
                             .sentence = describe(state, facts),
-                            .remedy = row_of(state).next}};
+                            .remedy = next}};
 }
 
 }  // namespace
@@ -163,7 +163,7 @@ Outcome status(Call& call) {
     fill_document(call.data, facts, state, next);
     call.text = text_for_people(facts, state, next);
     call.schema_version = 1;
-    return outcome_of(state, facts);
+    return outcome_of(state, facts, next);
 }
 
 }  // namespace harbex::tools
