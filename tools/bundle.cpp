@@ -94,20 +94,25 @@ std::string versions() {
            system::get_model_name() + "\nfirmware " + system::get_firmware_version() + "\n";
 }
 
-std::string findings() {
+// With "…" for the install path, which somebody chose.
+std::string findings(const std::string& install_path) {
     std::vector<std::vector<std::string>> rows;
     for (const Finding& finding : check_everything(deadline_in(kDoctorTimeout_s)))
         rows.push_back({finding.is_good ? "good" : "BAD", finding.name, finding.found});
-    return layout(rows);
+    std::string text = layout(rows);
+    for (size_t at = 0; !install_path.empty() && (at = text.find(install_path, at)) != std::string::npos;)
+        text.replace(at, install_path.size(), "…");
+    return text;
 }
 
 void fill(Tar& tar) {
+    std::string path;
+    const bool is_installed = corvane::get_install_path(path) == NO_ERROR;
     tar.add("versions.txt", versions());
-    tar.add("doctor.txt", findings());
+    tar.add("doctor.txt", findings(path));
     for (const char* settings : {system::kCorvaneConf, system::kBidConf, system::kPackagesConf})
         add_file(tar, "settings/", settings, redacted_setting);
-    std::string path;
-    if (corvane::get_install_path(path) != NO_ERROR) return;
+    if (!is_installed) return;
     for (const char* log : {"/var/log/Harbex.log", "/var/log/harbex_network_service.log"}) {
         add_file(tar, "logs/", path + log, redacted_log_line);
         for (int generation = 1; generation <= kGenerations; ++generation)

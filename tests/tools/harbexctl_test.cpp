@@ -285,6 +285,9 @@ TEST_F(Harbexctl, TheArchiveHoldsNoCanary) {
     EXPECT_EQ(head + "[INFO] … [1] token: … 12 failed …\n[2026-11-22 03:00:00][DEBUG] plaintext: …\n", lines)
         << "time, level, place, numbers and the words of the sources";
     EXPECT_EQ(74, shell("harbexctl bundle /tmp/b/b.tar").status) << "nothing is overwritten";
+    replace_in("/etc/config/bpkg.conf", "/opt/harbex", "/tmp/" + canary);
+    EXPECT_EQ("", shell("harbexctl bundle /tmp/b/c.tar >&2; grep -ao " + canary + " /tmp/b/c.tar").out);
+    replace_in("/etc/config/bpkg.conf", "/tmp/" + canary, "/opt/harbex");
 }
 
 }  // namespace
