@@ -8,8 +8,8 @@
 #include "common/error_code.h"
 #include "common/in_folder.h"
 #include "common/settings_files.h"
-#include "support/log_reader.h"
 #include "support/raw_http_peer.h"
+#include "support/rows.h"
 
 namespace harbex::system {
 namespace {
@@ -47,24 +47,20 @@ TEST(Request, WithALineBreakInItIsNotSent) {
 TEST(Answer, BecomesResultBodyAndLogLine) {
     const std::string status = "ERROR [easycurl] HTTP request failed with status code: ";
     const std::string failure = "ERROR [easycurl] curl_easy_perform failed with error code: ";
-    const struct {
-        std::string answer;
-        int result;
-        std::string body, line;
-    } cases[] = {
-        {"HTTP/1.1 301 Moved\r\nLocation: /other\r\nContent-Length: 8\r\n\r\n{\"e\": 1}", ERR_HTTP_ERROR,
-         "{\"e\": 1}", status + "301, response: {\"e\": 1}"},
-        {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf", CURLE_PARTIAL_FILE, "half",
+    const test::Row cases[] = {
+        {"301 Moved\r\nLocation: /other\r\nContent-Length: 4\r\n\r\nbody", ERR_HTTP_ERROR, "body",
+         status + "301, response: body"},
+        {"200 OK\r\nContent-Length: 9\r\n\r\nhalf", CURLE_PARTIAL_FILE, "half",
          failure + "18, Transferred a partial file, half"},
     };
-    for (const auto& c : cases) {
-        const RawHttpPeer peer(c.answer);
+    for (const test::Row& row : cases) {
+        const RawHttpPeer peer("HTTP/1.1 " + row.given);
         test::LogReader log;
         std::string response;
-        EXPECT_EQ(send({HttpMethod::kGet, peer.url("/p"), {}, ""}, response), c.result) << c.answer;
-        EXPECT_EQ(response, c.body) << c.answer;
-        EXPECT_EQ(log.lines(), Lines{c.line}) << c.answer;
-        EXPECT_EQ(peer.requests().size(), 1U) << c.answer << ": tried once";
+        EXPECT_EQ(send({HttpMethod::kGet, peer.url("/p"), {}, ""}, response), row.code) << row.given;
+        EXPECT_EQ(response, row.words) << row.given;
+        EXPECT_EQ(log.lines(), Lines{row.errors}) << row.given;
+        EXPECT_EQ(peer.requests().size(), 1U) << row.given << ": tried once";
     }
 }
 

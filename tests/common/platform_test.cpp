@@ -15,29 +15,23 @@ TEST(Platform, SessionsGiveTheirUsersRights) {
     write_text("/var/run/nas_sessions/s-guest", "guest\n32503680000\n");
     write_text("/var/run/nas_sessions/s-ended", "admin\n1000\n");
     write_text("/var/run/outside", "admin\n");
-    const struct {
-        const char* session;
-        SessionRights rights;
-    } cases[] = {
-        {nullptr, INVAILD_USER},   {"../outside", INVAILD_USER}, {"s-ended", INVAILD_USER},
-        {"s-guest", GENERAL_USER}, {"s-admin", ADMIN_USER},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(c.rights, auth_user_session(c.session)) << (c.session ? c.session : "null");
+    EXPECT_EQ(INVAILD_USER, auth_user_session(nullptr));
+    for (const auto& [session, rights] : {std::pair("../outside", INVAILD_USER),
+                                          {"s-ended", INVAILD_USER},
+                                          {"s-guest", GENERAL_USER},
+                                          {"s-admin", ADMIN_USER}})
+        EXPECT_EQ(rights, auth_user_session(session)) << session;
 }
 
 TEST(Platform, MarkersAreRegularFilesBehindLinksToo) {
-    const struct {
-        const char* marker;
-        bool (*found)();
-    } cases[] = {{"/etc/IS_DEMO", is_demo}, {"/etc/IS_GENERIC", is_generic}, {"/etc/TESSEL_ZFS", is_talon}};
-    for (const auto& c : cases) {
-        fs::create_directory(c.marker);
-        EXPECT_FALSE(c.found()) << c.marker << " as a directory";
-        fs::remove(c.marker);
-        fs::create_symlink("/etc/hosts", c.marker);
-        EXPECT_TRUE(c.found()) << c.marker << " as a link";
-        fs::remove(c.marker);
+    for (const auto& [marker, is_found] :
+         {std::pair("/etc/IS_DEMO", &is_demo), {"/etc/IS_GENERIC", &is_generic}, {"/etc/TESSEL_ZFS", &is_talon}}) {
+        fs::create_directory(marker);
+        EXPECT_FALSE(is_found()) << marker << " as a directory";
+        fs::remove(marker);
+        fs::create_symlink("/etc/hosts", marker);
+        EXPECT_TRUE(is_found()) << marker << " as a link";
+        fs::remove(marker);
     }
 }
 

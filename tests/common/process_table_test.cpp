@@ -17,22 +17,16 @@ pid_t run_as(const std::string& program, const std::string& arguments) {
 }
 
 TEST(VpnProcess, CommandLinesAreClassified) {
-    const struct {
-        std::string cmdline;
-        int type, index;  // type -1: no VPN daemon
-    } cases[] = {
-        {std::string("spinc\0client1\0client22\0", 22), SPINDLE_CLIENT_TYPE, 22},
-        {std::string("/opt/client7/pppd-pptp\0x\0", 25), PPTP_CLIENT_TYPE, 0},
-        {std::string("/usr/sbin/openvpn\0client4\0", 26), OVPN_SERVER_TYPE, 0},
-        {"/usr/sbin/openvpnclient2", -1, 0},
+    using Kind = std::pair<int, int>;  // type and index
+    const std::pair<std::string, Kind> cases[] = {
+        {std::string("spinc\0client1\0client22\0", 22), {SPINDLE_CLIENT_TYPE, 22}},
+        {std::string("/opt/client7/pppd-pptp\0x\0", 25), {PPTP_CLIENT_TYPE, 0}},
+        {std::string("/usr/sbin/openvpn\0client4\0", 26), {OVPN_SERVER_TYPE, 0}},
+        {"/usr/sbin/openvpnclient2", {-1, -1}},  // no VPN daemon
     };
-    for (const auto& c : cases) {
-        std::string cmdline = c.cmdline;
+    for (auto [cmdline, kind] : cases) {
         const Process* process = VpnProcess().is_vpn_process(cmdline, 42);
-        ASSERT_EQ(process == nullptr, c.type < 0) << c.cmdline;
-        if (process == nullptr) continue;
-        EXPECT_EQ(c.type, process->type) << c.cmdline;
-        EXPECT_EQ(c.index, process->index) << c.cmdline;
+        EXPECT_EQ(kind, process == nullptr ? Kind(-1, -1) : Kind(process->type, process->index)) << cmdline;
     }
 }
 

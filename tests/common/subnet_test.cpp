@@ -15,17 +15,9 @@ in_addr address(const std::string& text) {
 }
 
 TEST(Subnet, RangesThatShareAnAddressIntersect) {
-    const struct {
-        const char *ip1, *mask1, *ip2, *mask2;
-        int expected;
-    } cases[] = {
-        {"10.0.0.0", "255.255.255.0", "10.0.0.255", "255.255.255.255", 1},
-        {"10.0.0.0", "255.255.255.0", "10.0.1.0", "255.255.255.0", 0},
-    };
-    for (const auto& c : cases) {
-        const in_addr ip1 = address(c.ip1), mask1 = address(c.mask1), ip2 = address(c.ip2), mask2 = address(c.mask2);
-        EXPECT_EQ(c.expected, system::is_intersect(ip1, mask1, ip2, mask2)) << c.ip1 << " and " << c.ip2;
-    }
+    const in_addr net = address("10.0.0.0"), mask = address("255.255.255.0");
+    EXPECT_EQ(1, system::is_intersect(net, mask, address("10.0.0.255"), address("255.255.255.255")));
+    EXPECT_EQ(0, system::is_intersect(net, mask, address("10.0.1.0"), mask));
 }
 
 TEST(NetworkIntersect, ManagersRepliesAreJudged) {

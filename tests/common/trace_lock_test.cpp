@@ -27,6 +27,13 @@ constexpr const char* kOther = "/var/lock/other";
     ::_exit(1);
 }
 
+int log_much() {
+    ::alarm(60);  // ends one that hangs
+    for (int statement = 0; statement < 2000; ++statement)
+        HARBEXLOG(HARBEXLOG_DEBUG, "%d\n", statement);
+    return _iot_lock_fd == -1 ? 0 : 1;
+}
+
 TEST(TraceLock, IsNeverAnotherUsers) {
     fs::remove(kLockFile);
     fs::permissions("/run/lock", fs::perms(01777));
@@ -39,12 +46,7 @@ TEST(TraceLock, IsNeverAnotherUsers) {
         const pid_t stranger = ::fork();
         if (stranger == 0) swap_files(make_bait);
         ASSERT_TRUE(test::wait_until([] { return fs::exists(fs::symlink_status(kLockFile)); }));
-        EXPECT_EQ(0, test::run_apart([] {
-                      ::alarm(60);  // ends one that hangs
-                      for (int statement = 0; statement < 2000; ++statement)
-                          HARBEXLOG(HARBEXLOG_DEBUG, "%d\n", statement);
-                      return _iot_lock_fd == -1 ? 0 : 1;
-                  }));
+        EXPECT_EQ(0, test::run_apart(log_much));
         ::kill(stranger, SIGKILL);
         (void)test::wait_for(stranger);
 

@@ -24,8 +24,8 @@ TEST_F(EdgeLogin, DescribesThisNasByteForByte) {
     EXPECT_EQ("0 {\"dev", log_in().substr(0, 7));
     EXPECT_EQ(edge_body("auto"), at(recorded_requests().at(0).get(), {"body"}));
 
-    replace_in(kBidConf, "REGION = GLB", "REGION = glb");
-    replace_in(kBidConf, "DISPLAY_NAME = Ada Field\n", "");
+    set_setting(kBidConf, "REGION", "glb");
+    set_setting(kBidConf, "DISPLAY_NAME", "");
     write_text("/etc/hostname", "har\"bex\nsecond\n");
     EXPECT_EQ("70 {\"code\":40000", log_in().substr(0, 16)) << "what is no JSON is sent as it is";
     EXPECT_EQ(odd, at(recorded_requests().at(0).get(), {"body"}));

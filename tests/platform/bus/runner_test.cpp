@@ -10,6 +10,7 @@ namespace {
 struct Ran {
     int result;
     std::string out, err;
+    bool operator==(const Ran&) const = default;
 };
 
 Ran run(std::vector<const char*> argv) {
@@ -25,25 +26,17 @@ Ran run_script(const char* script) {
 }
 
 TEST(Runner, TellsHowTheProgramEnded) {
-    const struct {
-        std::vector<const char*> command;
-        int result;
-        const char *out, *err;
-    } cases[] = {
-        {{"/bin/sh", "-c", "echo out; echo err >&2"}, 0, "out\n", "err\n"},
-        {{"/bin/echo", "a  b", "$(id)", "'"}, 0, "a  b $(id) '\n", ""},
-        {{"/bin/sh", "-c", "echo so far; exit 3"}, 3, "so far\n", ""},
-        {{"/no/such/program"}, 127, "", ""},
-        {{"sh", "-c", "exit 0"}, 127, "", ""},
-        {{"/bin/sh", "-c", "echo last; kill -9 $$"}, 128 + SIGKILL, "last\n", ""},
-        {{}, -1, "", ""},
+    const std::pair<std::vector<const char*>, Ran> cases[] = {
+        {{"/bin/sh", "-c", "echo out; echo err >&2"}, {0, "out\n", "err\n"}},
+        {{"/bin/echo", "a  b", "$(id)", "'"}, {0, "a  b $(id) '\n", ""}},
+        {{"/bin/sh", "-c", "echo so far; exit 3"}, {3, "so far\n", ""}},
+        {{"/no/such/program"}, {127, "", ""}},
+        {{"sh", "-c", "exit 0"}, {127, "", ""}},
+        {{"/bin/sh", "-c", "echo last; kill -9 $$"}, {128 + SIGKILL, "last\n", ""}},
+        {{}, {-1, "", ""}},
     };
-    for (const auto& c : cases) {
-        const Ran ran = run(c.command);
-        EXPECT_EQ(ran.result, c.result) << c.out;
-        EXPECT_EQ(ran.out, c.out);
-        EXPECT_EQ(ran.err, c.err) << c.out;
-    }
+    for (const auto& [command, expected] : cases)
+        EXPECT_TRUE(run(command) == expected) << expected.result << expected.out;
 }
 
 TEST(Runner, TakesMegabytesOnBothPipesAtOnce) {

@@ -10,12 +10,6 @@
 namespace bsvc::test {
 namespace {
 
-mode_t mode_of(const char* path) {
-    struct stat found {};
-    EXPECT_EQ(lstat(path, &found), 0) << path;
-    return found.st_mode;
-}
-
 void expect_refused(const std::string& name, int reason) {
     errno = 0;
     EXPECT_EQ(bs_create(name.c_str(), 4, 1, serve), nullptr) << name;
@@ -27,8 +21,9 @@ TEST(Name, BelongsToOneLiveServiceWhateverTheUmask) {
     const mode_t usual = umask(0777);
     auto old = std::make_unique<Running>();
     umask(usual);
-    EXPECT_EQ(mode_of(address_of().sun_path), S_IFSOCK | 0600u);
-    EXPECT_EQ(mode_of("/var/run/bsvc"), S_IFDIR | 0755u);
+    using std::filesystem::perms, std::filesystem::status;
+    EXPECT_EQ(status(address_of().sun_path).permissions(), perms(0600));
+    EXPECT_EQ(status("/var/run/bsvc").permissions(), perms(0755));
     expect_refused(kService, EADDRINUSE);
     EXPECT_EQ(call("echo", "unharmed").text, "unharmed");
     EXPECT_EQ(old->stop(), 0);

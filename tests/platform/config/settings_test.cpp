@@ -1,4 +1,5 @@
-// The two tools as scripts call them: what they take for a setting, what a write leaves, many and killed writers.
+// The two tools as scripts call them: what they take for a setting, what a write leaves. (Many writers, some of them
+// killed, are in power_cut_test.)
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -134,17 +135,6 @@ TEST_F(Settings, LockIsTheWritersOwn) {
     expect_failure(set("s", "a", "3", file_), "a writer that never ends");
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(15));
     EXPECT_EQ(read_text(file_), "[s]\na = 1\n");
-}
-
-TEST_F(Settings, ConcurrentWritersLoseNothing) {
-    write_text(file_, "# first\n[s]\n# last");
-    const Finished run = run_program({"/bin/bash", "-c",
-                                      "for w in {1..8}; do { for k in {1..50}; do setcfg s $w.$k \"v $w.$k\" -f " +
-                                          file_.native() + "; done; } & done; wait; sort -u " + file_.native() +
-                                          " | grep -c '^\\([0-9.]*\\) = v \\1$'"});
-    EXPECT_EQ(run.out, "400\n") << run.err;
-    const std::string text = read_text(file_);
-    EXPECT_TRUE(text.starts_with("# first\n[s]\n") && text.ends_with("\n# last")) << text;
 }
 
 }  // namespace
