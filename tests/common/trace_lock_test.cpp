@@ -37,7 +37,8 @@ int log_much() {
 TEST(TraceLock, IsNeverAnotherUsers) {
     fs::remove(kLockFile);
     fs::permissions("/run/lock", fs::perms(01777));
-    if (::chown("/run/lock", 0, kStranger) != 0) GTEST_SKIP() << "there is no second user here";
+    // Many kernels guard such a folder by themselves, but for what belongs to the folder's own owner.
+    if (::chown("/run/lock", kStranger, kStranger) != 0) GTEST_SKIP() << "there is no second user here";
     bool (*const baits[])() = {
         [] { return ::mkfifo(kLockFile, 0666) == 0; },
         [] { return ::symlink("/tmp/made_by_the_log", kLockFile) == 0; },
