@@ -1,6 +1,7 @@
 // The processor time of a request to the cloud when the distribution's whole bundle is trusted: the later requests of
-// a process against its first, which reads the bundle.
+// a process against its first, which reads the bundle; and of a whole join against one that trusts a single root.
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -78,11 +79,44 @@ double in_child(double (*measure)()) {
     return time_us;
 }
 
+void shell(const std::string& command) {
+    bench::run_program({"/usr/bin/bash", "-ec", command});
+}
+
+// Of harbexctl and all that it starts and waits for.
+double join_us() {
+    const auto of_children_us = [] {
+        rusage used{};
+        getrusage(RUSAGE_CHILDREN, &used);
+        return static_cast<double>(used.ru_utime.tv_sec + used.ru_stime.tv_sec) * 1e6 +
+               static_cast<double>(used.ru_utime.tv_usec + used.ru_stime.tv_usec);
+    };
+    const double start_us = of_children_us();
+    bench::run_program({"/usr/local/bin/harbexctl", "join"});
+    const double time_us = of_children_us() - start_us;
+    shell("harbexctl leave");
+    return time_us;
+}
+
 }  // namespace
 
 int main() {
+    shell("cp /etc/ssl/certs/ca-certificates.crt /tmp/one-root");
     const std::string roots = std::to_string(fill_bundle());
     bench::compare(
         "Request, " + roots + " trusted roots: later / first of a process", "µs", bench::Must::kAtMost, 0.1,
         [] { return in_child(later_request_us); }, [] { return in_child(request_us); });
+    shell(
+        "cp /etc/ssl/certs/ca-certificates.crt /tmp/all-roots; signin | harbexctl sign-in;"
+        "harbexctl org use org-7f3a1c Office; harbexctl region use auto");
+    bench::compare(
+        "join with all it starts, processor time: " + roots + " trusted roots / one", "µs", bench::Must::kReport, 0,
+        [] {
+            shell("cp /tmp/all-roots /etc/ssl/certs/ca-certificates.crt");
+            return join_us();
+        },
+        [] {
+            shell("cp /tmp/one-root /etc/ssl/certs/ca-certificates.crt");
+            return join_us();
+        });
 }
