@@ -18,7 +18,8 @@ namespace {
 
 constexpr int kMaxOpen = 64;
 constexpr int kRequestTimeout_s = 5;
-constexpr size_t kScratchSize = 64 * 1024;
+// A worker's, on its stack, whose pages are touched from the start: nearly every request fits many times.
+constexpr size_t kScratchSize = 16 * 1024;
 // How long a worker waits when the process or the system is out of descriptors or memory.
 constexpr useconds_t kShortage_us = 50'000;
 // How long a connection above the limit waits for a place: others may have hung up, and the slow lane not have got
