@@ -65,11 +65,6 @@ void call_large() {
     });
 }
 
-// Clean pages are the files' own: they are private only while no other process happens to have the same libraries.
-double private_kib(pid_t pid) {
-    return bench::memory_kib(pid, "Private_Dirty");
-}
-
 // The median of some moments between calls: one moment differs from the next by a few percent.
 double settled_kib(pid_t pid) {
     std::vector<double> kib;
@@ -96,7 +91,7 @@ double idle_program_kib() {
     char byte = 0;
     (void)!read(ends[0], &byte, 1);  // until it closes its end
     close(ends[0]);
-    const double kib = private_kib(child);
+    const double kib = bench::memory_kib(child, "Anonymous");
     kill(child, SIGKILL);
     (void)harbex::test::wait_for(child);
     return kib;
@@ -108,7 +103,7 @@ int main() {
     bench::prepare_nas();
     const harbex::test::Daemon daemon(set_environment);
     if (!daemon.serving()) return 1;
-    const double idle_kib = private_kib(daemon.pid());
+    const double idle_kib = bench::memory_kib(daemon.pid(), "Anonymous");
     const double floor_kib = idle_program_kib();
     for (const bench::Method& method : kMethods)
         (void)bench::call(method, method.request());
@@ -120,8 +115,9 @@ int main() {
     std::this_thread::sleep_for(std::chrono::seconds(1));
     const double large_kib = bench::memory_kib(daemon.pid(), "Anonymous");
 
+    // File pages are left out: they are private only while no other process happens to have the same libraries.
     // Nearly all of the floor are the libraries' tables of addresses, filled in as they are loaded.
-    bench::report("idle daemon, private memory / its libraries alone", idle_kib, floor_kib, "KiB",
+    bench::report("idle daemon, anonymous memory / its libraries alone", idle_kib, floor_kib, "KiB",
                   idle_kib / floor_kib, 1.5);
     bench::report("anonymous memory, 110,000 calls / 10,000", more_kib, first_kib, "KiB", more_kib / first_kib, 1.02);
     bench::report("anonymous memory, large requests - none, MiB", large_kib, more_kib, "KiB",
