@@ -50,7 +50,8 @@ constexpr Deletion kSupernodeFiles[] = {
     {"/etc/config/harbex/supernode_config.conf", "Failed to delete supernode_config.conf"},
 };
 
-std::string give_up(const char* words) {
+// What a step came to that ended with `words`.
+std::string failed(const char* words) {
     Logger::Log(ERROR, "%s", words);
     return words;
 }
@@ -58,7 +59,7 @@ std::string give_up(const char* words) {
 // Calls with `arguments`; "" on success. `unwritten` is for arguments that cannot be put on the stream.
 std::string call_daemon(const BusCall& call, const JsonOwner& arguments, const char* unwritten, const char* success) {
     const BusReply reply = call_service(call, arguments.get());
-    if (reply.result == E_JSON_FAIL) return give_up(unwritten);
+    if (reply.result == E_JSON_FAIL) return failed(unwritten);
     if (reply.result != E_SUCCESS) return reply.failure;
     Logger::Log(DEBUG, "%s", success);
     return "";
@@ -94,11 +95,11 @@ std::string supernodeHalt() {
     Logger::Log(DEBUG, "Creating bs_auto_io for corvane_expressd.ClearIpsecConnections");
     JsonOwner data(json_object());
     if (json_object_set_new(data.get(), "superNodeId", json_string("")) != 0) {
-        return give_up("Failed to set superNodeId in JSON");
+        return failed("Failed to set superNodeId in JSON");
     }
     const JsonOwner arguments(json_object());
     if (json_object_set_new(arguments.get(), "data", data.release()) != 0) {
-        return give_up("Failed to set data in JSON");
+        return failed("Failed to set data in JSON");
     }
     return call_daemon(kSendConfig, arguments, "Failed to set data in JSON",
                        "call bsh corvane_expressd.SendSupernodeConfig successfully");
@@ -107,7 +108,7 @@ std::string supernodeHalt() {
 std::string supernodeIpsecClear() {
     Logger::Log(DEBUG, "Creating bs_auto_io for corvane_expressd.ClearIpsecConnections");
     const JsonOwner arguments(json_pack("{s:s}", "region", "supernode"));
-    if (!arguments) return give_up("Failed to set region in JSON");
+    if (!arguments) return failed("Failed to set region in JSON");
     return call_daemon(kClearConnections, arguments, "Failed to set region in JSON",
                        "call bsh corvane_expressd.ClearIpsecConnections successfully");
 }

@@ -19,7 +19,7 @@ void log_failed_call(const CallSite& caller, const BusQuery& query, int result, 
                         caller.function, query.method, result);
 }
 
-BusAnswer reject(const CallSite& caller, const BusQuery& query, BusStep step) {
+BusAnswer failed(const CallSite& caller, const BusQuery& query, BusStep step) {
     if (query.rejected != nullptr) log_at(caller, HARBEXLOG_ERROR, query.rejected);
     return {step, {}};
 }
@@ -52,11 +52,11 @@ BusAnswer query_service(const BusQuery& query, const json_t* arguments, const Ca
         } else {
             (void)bsh_response_checker(nullptr);
         }
-        return reject(caller, query, BusStep::kParse);
+        return failed(caller, query, BusStep::kParse);
     }
     JsonOwner document = exchange.take_document();
     if (query.check_envelope && bsh_response_checker(document.get()) != 0) {
-        return reject(caller, query, BusStep::kCheck);
+        return failed(caller, query, BusStep::kCheck);
     }
     return {BusStep::kDone, std::move(document)};
 }
