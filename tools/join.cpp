@@ -54,30 +54,37 @@ int name_resolved_region() {
     return corvane::set_region_id(id, id);
 }
 
-Outcome show_plan_of_join(Call& call) {
+Outcome show_plan_of_join(Call& call, const Enrolment& enrolment) {
     const std::string conf = std::string(system::kCorvaneConf) + ": ";
+    const std::string bid = std::string(system::kBidConf) + ": ";
     const std::string devices = corvane::get_corvane_api_url("/cvnms/bthings/api/v1/devices/ID");
     std::string path;
     (void)corvane::get_install_path(path);  // what cannot be read is left out of the paths
-    return show_plan(
-        call,
-        {
-            {"request", "GET " + corvane::get_account_center_api_url("/v1.1/me") + " (when no e-mail is stored)"},
-            {"request", "POST " + corvane::get_corvane_api_url("/cvnms/bthings/api/v1/edge")},
-            {"request", "POST " + corvane::get_corvane_api_url("/corvane/bthings/api/v1/ip_subnet_check") +
-                            " (when the address clashes)"},
-            {"write", conf + corvane::kVirtualIp.key + ", " + corvane::kSerialNumber.key},
-            {"request", "GET " + corvane::get_corvane_api_url("/corvane/bthings/api/v1/vpn_topology")},
-            {"write", conf + corvane::kRegionId.key + ", " + corvane::kRegionName.key + " (when the region is auto)"},
-            {"request", "GET " + devices},
-            {"request", "GET " + devices + "/cloudagent_cfg?format=json"},
-            {"write", "/etc/config/harbex/cloudagent.cfg, and a link to it at " + path + system::kAgentConfiguration},
-            {"write", std::string(system::kBidConf) + ": " + corvane::kBidTokenStatus.key},
-            {"write", conf + corvane::kRouterTable.key + ", " + corvane::kSupernodeTable.key},
-            {"script", std::string(corvane::kExpressScript) + " start"},
-            {"write", path + "/etc/system/system_setting.json"},
-            {"script", std::string(corvane::kAgentScript) + " start"},
-        });
+    std::vector<PlannedStep> plan;
+    if (!enrolment.token.is_present) plan.push_back({"first", "harbexctl sign-in"});
+    if (enrolment.org_id.value_or("").empty()) plan.push_back({"first", "harbexctl org use ID"});
+    const std::vector<PlannedStep> steps = {
+        token_renewal(),
+        {"request", "GET " + corvane::get_account_center_api_url("/v1.1/me") + " (when no e-mail is stored)"},
+        {"write", bid + corvane::kBidDisplayName.key + ", " + corvane::kBidEmails.key + ", " +
+                      corvane::kBidRegion.key + " (then, too)"},
+        {"request", "POST " + corvane::get_corvane_api_url("/cvnms/bthings/api/v1/edge")},
+        {"request", "POST " + corvane::get_corvane_api_url("/corvane/bthings/api/v1/ip_subnet_check") +
+                        " (when the address clashes)"},
+        {"write", conf + corvane::kVirtualIp.key + ", " + corvane::kSerialNumber.key},
+        {"request", "GET " + corvane::get_corvane_api_url("/corvane/bthings/api/v1/vpn_topology")},
+        {"write", conf + corvane::kRegionId.key + ", " + corvane::kRegionName.key + " (when the region is auto)"},
+        {"request", "GET " + devices},
+        {"request", "GET " + devices + "/cloudagent_cfg?format=json"},
+        {"write", "/etc/config/harbex/cloudagent.cfg, and a link to it at " + path + system::kAgentConfiguration},
+        {"write", bid + corvane::kBidTokenStatus.key},
+        {"write", conf + corvane::kRouterTable.key + ", " + corvane::kSupernodeTable.key},
+        {"script", std::string(corvane::kExpressScript) + " start"},
+        {"write", path + "/etc/system/system_setting.json"},
+        {"script", std::string(corvane::kAgentScript) + " start"},
+    };
+    plan.insert(plan.end(), steps.begin(), steps.end());
+    return show_plan(call, plan);
 }
 
 // What is missing before anybody is asked; NO_ERROR when nothing is.
@@ -134,7 +141,7 @@ Outcome join(Call& call) {
         call.text = "This NAS has joined already; nothing was changed.\n";
         return NO_ERROR;
     }
-    if (call.has("--dry-run")) return show_plan_of_join(call);
+    if (call.has("--dry-run")) return show_plan_of_join(call, enrolment);
     if (Outcome missing = check_preconditions(enrolment); missing.code != NO_ERROR) return missing;
     if (Outcome outcome = enrol_and_start(call); outcome.code != NO_ERROR) return outcome;
     std::string virtual_ip;

@@ -67,7 +67,10 @@ Outcome show_plan_of_leave(Call& call, const std::string& device_id) {
                                 {"script", script(kExpressScript, "stop")},
                                 {"write", mark}});
     return show_plan(
-        call, {{"request", "DELETE " + corvane::get_corvane_api_url("/cvnms/bthings/api/v1/devices/" + device_id)},
+        call, {token_renewal(),
+               {"request", "POST " + corvane::get_corvane_api_url("/cvnms/nmsuser/api/v1/edge/login") +
+                               " (when the SD-WAN token is missing or a day old)"},
+               {"request", "DELETE " + corvane::get_corvane_api_url("/cvnms/bthings/api/v1/devices/" + device_id)},
                {"write", mark},
                {"script", script(kExpressScript, "stop")},
                {"script", script(kAgentScript, kRemoveInterface)},

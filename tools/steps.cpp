@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "common/error_code.h"
+#include "corvane/cloud/endpoints.h"
 #include "text_table.h"
 
 namespace harbex::tools {
@@ -39,6 +40,11 @@ Outcome show_plan(Call& call, const std::vector<PlannedStep>& plan) {
     }
     call.text = "This would be done; nothing was:\n" + layout(rows);
     return NO_ERROR;
+}
+
+PlannedStep token_renewal() {
+    return {"request", "POST " + corvane::get_auth_connector_api_url("/oauth2/refresh") +
+                           " (when the account token has expired)"};
 }
 
 }  // namespace harbex::tools

@@ -33,4 +33,7 @@ struct PlannedStep {
 };
 Outcome show_plan(Call& call, const std::vector<PlannedStep>& plan);
 
+// What the daemon asks of the cloud first, when it has to.
+PlannedStep token_renewal();
+
 }  // namespace harbex::tools
