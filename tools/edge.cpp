@@ -18,6 +18,8 @@ namespace {
 constexpr corvane::BusQuery kHaltSupernode{
     .service = system::kNetworkService, .method = "Supernode_halt", .check_envelope = true};
 
+constexpr const char* kAnotherAddress = "give another address";
+
 // Why no device can have the address; null when one can. That it lies in a network of this NAS the network manager
 // tells.
 const char* objection_to(in_addr address) {
@@ -32,7 +34,7 @@ const char* objection_to(in_addr address) {
 }
 
 Outcome refused(int code, const std::string& sentence) {
-    return {code, Cause{.ending = Ending::kFailed, .sentence = sentence, .remedy = "give another address"}};
+    return {code, Cause{.ending = Ending::kFailed, .sentence = sentence, .remedy = kAnotherAddress}};
 }
 
 }  // namespace
@@ -48,7 +50,7 @@ Outcome virtual_ip_set(Call& call) {
         return without;
     // Before the edge daemon is looked for: an address that cannot be is refused whatever runs.
     if (system::is_network_intersect(text.c_str(), system::kHostMask) == ERR_IP_POOL_CONFLICT)
-        return ERR_WRONG_VIRTUAL_IP;
+        return {ERR_WRONG_VIRTUAL_IP, Cause{.remedy = kAnotherAddress}};
     if (Outcome without = check_service(system::kEdgeDaemon, ERR_CMD_FAILED); without.code != NO_ERROR)
         return without;
     return corvane::modify_virtual_ip(text);

@@ -136,6 +136,7 @@ void explain_failure(const Command& command, Outcome& outcome) {
     if (!cause.sentence.ends_with('.')) cause.sentence += '.';
     if (!outcome.cause.remedy.empty()) cause.remedy = outcome.cause.remedy;
     if (cause.remedy.empty()) cause.remedy = remedy_of(cause.ending);
+    if (cause.remedy.empty() && concerns_others(outcome)) cause.remedy = "the log below tells more";
     cause.done = std::move(outcome.cause.done);
     cause.undone = std::move(outcome.cause.undone);
     // A request that the cloud may have seen may have done its work.

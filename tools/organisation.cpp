@@ -92,7 +92,7 @@ Outcome org_use(Call& call) {
     // The mark in the account's settings stays when the cloud removes this NAS; the device id does not.
     std::string joined_to;
     if (!corvane::get_device_id().empty() && (corvane::get_org_id(joined_to) != NO_ERROR || joined_to != id))
-        return ERR_ACCESS;
+        return {ERR_ACCESS, Cause{.remedy = "harbexctl leave"}};
     Outcome without = check_service(system::kNetworkService, ERR_CORVANE_GETCLOUDTOKEN);
     const bool has_daemon = without.code == NO_ERROR;
     if (!has_daemon && !call.has(kForce)) return without;
