@@ -81,6 +81,7 @@ function(harbex_test name)
     set(nas ${CMAKE_BINARY_DIR})
     if(CMAKE_CROSSCOMPILING)
         set(nas ${CMAKE_BINARY_DIR}/nas)  # see tests/armhf
+        math(EXPR ARG_TIMEOUT "${ARG_TIMEOUT} * 5")  # an emulator takes its time
     endif()
     add_test(NAME ${name} COMMAND ${HARBEX_TEST_LAUNCHER} ${PROJECT_SOURCE_DIR}/appliance/appliance
         --build ${nas} ${needs} -- ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${name}> ${HARBEX_TEST_ARGUMENTS})
