@@ -62,9 +62,19 @@ answered("Get_corvanetoken", json.dumps({"orgId": organization}), 0)
 for method in ("Get_cloudtoken", "Refresh_cloudtoken", "Update_org_name", "Get_public_ip", "Get_rxtx", "Device_unregister_from_nas"):
     answered(method, "", 0)
 answered("Device_unregister_from_nas", "", 1016)
-run("fault NetworkService.api.get_currentGWinfo 'body:{\"error\": 0, \"data\": 1}'")
-answered("Get_gateway_info", "", 1003)
-run("fault NetworkService.api.get_currentGWinfo none")
+for broken, cases in (
+    ("appliance-service stop corvane_expressd; fault /etc/init.d/corvane_express.sh exit:1; fault 'cloud:/v1.2/*' 'body:{}'",
+     (("Get_rxtx", 1004), ("Supernode_halt", 1004), ("Device_remove_by_corvane", 1010), ("Update_org_name", 1003))),
+    ("fault NetworkService.interfaces_monitor.get_info_interfaces 'body:{\"error\": 5}'", (("Get_rxtx", 1013),)),
+    ("fault NetworkService.api.get_currentGWinfo 'body:{\"error\": 0, \"data\": 1}'",
+     [(method, 1003) for method in ("Get_gateway_info", "Get_port_status", "Get_rxtx_bytecount", "Get_public_ip", "Get_rxtx")]),
+    ("appliance-service stop NetworkService", (("Get_gateway_info", 1004),)),
+):
+    run(broken)
+    for method, code in cases:
+        answered(method, "", code)
+check("the example in shell, failing", "cannot be had" in run(f"{checkout}/examples/port_status.sh 2>&1"))
+run("fault NetworkService.api.get_currentGWinfo none; appliance-service start NetworkService")
 check("the example in shell", run(f"{checkout}/examples/port_status.sh") == "PORT1 is connected\n")
 check("the example in Python", '"Timeout state flushed"' in run(f"{checkout}/examples/bus_client.py {SERVICE}.Flush_timeout"))
 
