@@ -27,6 +27,7 @@ check() { # NAME STATUS COMMAND …
 check StatusPassesThrough 7 enter -- bash -c 'exit 7'
 grep -q 'in place' "$work/err" && in_place=yes || in_place=
 check UnknownOption 64 enter --dance
+check NearestNameIsTold 0 bash -c '"$0" --fault NetworkService.get_currentGWinf=close 2>&1 | grep -q "near: NetworkService.api.get_currentGWinfo,"' "$appliance"
 check EveryMethodCanFail 0 enter -- bash -c '
     diff <(fault --list | sed -n "s/^harbex_network_service\.//p") <(bsh --list harbex_network_service | sed "s/ .*//" | sort)'
 check CloudFaultFromTheStart 0 enter --fault cloud:/v1.1/me=status:503,body:a=b -- bash -c '[ "$(fault)" = "cloud:/v1.1/me status:503,body:a=b" ]'
