@@ -85,7 +85,7 @@ check Restarted '[ "$(systemctl show -P MainPID "$unit")" != "$daemon" ] && syst
 for _ in $(seq 100); do [ ! -S /run/bsvc/harbex_network_service.sock ] || break; sleep 0.1; done
 check StandsWhereItStood 'stands | diff /run/stood - && grep "tunnels are up" <(harbexctl status)'
 # Its scripts do their work within what the unit allows.
-check Removal 'bsh harbex_network_service.Device_remove_by_corvane && [ ! -e /etc/config/harbex/cloudagent.cfg ] && ! pgrep -x corvane_express'
+check Removal 'bsh harbex_network_service.Device_remove_by_corvane && [ ! -e /etc/config/harbex/cloudagent.cfg ] && ! pgrep -r DRST -x corvane_express'
 check Units 'systemd-analyze verify /lib/systemd/system/harbex-*.service'
 check Exposure 'systemd-analyze security --offline=true --threshold=40 /lib/systemd/system/harbex-network-service.service | tail -n 1; exit ${PIPESTATUS[0]}'
 check Rotation 'logrotate -d /etc/logrotate.d/harbex-network-service'
