@@ -86,7 +86,8 @@ Cause token_cause(const LastExchange& last) {
     const std::string what =
         has_expired ? "the sign-in expired (" + time_text(token.expires_at_s) + ") and the daemon could not renew it"
                     : "the daemon could not get an SD-WAN token";
-    const std::optional<LoggedTransfer> transfer = log_tail ? log_tail->failed_transfer() : std::nullopt;
+    std::optional<LoggedTransfer> transfer;
+    if (log_tail) transfer = log_tail->failed_transfer();
     const Cause answer = bus_cause(last);
     if (!transfer) return has_expired ? Cause{Ending::kNotSignedIn, what + ": " + answer.sentence} : answer;
     const std::string url = has_expired ? corvane::get_auth_connector_api_url("") : corvane::get_corvane_api_url("");
