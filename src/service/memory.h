@@ -10,8 +10,8 @@ namespace harbex::service {
 // threads and JSON values.
 void prepare_memory();
 
-// Gives whole pages that have been freed back to the system, behind a large request or many small ones, and sets aside
-// anew what short memory has taken. Meant to be called after each call; any thread may.
+// Gives whole pages that have been freed back to the system, behind a large request or many small ones, and sets
+// aside anew what short memory has taken. Meant to be called after each call; any thread may.
 void tidy_memory(size_t request_size);
 
 }  // namespace harbex::service

@@ -40,11 +40,8 @@ TEST_F(VersionNumber, IsReadFromTheTool) {
     EXPECT_EQ(test::run_program({"/usr/bin/umount", "/usr/bin/openssl"}).status, 0);
 }
 
-TEST(Sha1, IsWrittenInLowerCase) {
-    EXPECT_EQ(sha1("abc"), "a9993e364706816aba3e25717850c26c9cd0d89d");
-}
-
-TEST(Base64, ComesBackWholeAtAnyLength) {
+TEST(Encoding, ComesBackWholeAtAnyLength) {
+    EXPECT_EQ(sha1("abc"), "a9993e364706816aba3e25717850c26c9cd0d89d") << "in lower case";
     EXPECT_EQ(base64_encode(std::string("\0\xff\x80", 3)), "AP+A");
     EXPECT_EQ(base64_decode("YW\nJj"), "") << "line break inside";
     EXPECT_EQ(base64_encode("") + base64_decode(""), "");

@@ -17,11 +17,8 @@
 
 namespace harbex::test {
 
-using system::kBidConf;
-using system::kBrindleIdSection;
-using system::kCorvaneConf;
-using system::kDebugSection;
-using system::kJoinCorvaneSection;
+using system::kBidConf, system::kBrindleIdSection, system::kCorvaneConf;
+using system::kDebugSection, system::kJoinCorvaneSection;
 
 inline constexpr const char* kGetcfg = "/sbin/getcfg";
 inline constexpr const char* kSetcfg = "/sbin/setcfg";
