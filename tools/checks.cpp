@@ -20,6 +20,7 @@ constexpr int64_t kNoEarlier = 1704067200;  // 2024: a clock before that was nev
 constexpr int64_t kMostSkew_s = 120;
 constexpr int64_t kSoon_s = int64_t{14} * 86400;
 constexpr int kLongEnough_s = 60;
+constexpr const char* kHangs = "a disk, a settings tool or a name server hangs";
 
 struct Service {
     const char* name;
@@ -31,20 +32,21 @@ constexpr Service kServices[] = {
     {system::kEdgeDaemon, "harbexctl agent start"},
 };
 
-using CloudUrl = std::string (*)(std::string path);
-constexpr CloudUrl kClouds[] = {
-    corvane::get_org_center_api_url,
-    corvane::get_account_center_api_url,
-    corvane::get_auth_connector_api_url,
-    corvane::get_corvane_api_url,
+struct CloudHost {
+    const char* name;  // while its address is unknown
+    std::string (*url)(std::string path);
+};
+constexpr CloudHost kHosts[] = {
+    {"organisation centre", corvane::get_org_center_api_url},
+    {"account centre", corvane::get_account_center_api_url},
+    {"sign-in centre", corvane::get_auth_connector_api_url},
+    {"SD-WAN cloud", corvane::get_corvane_api_url},
 };
 
 struct CloudAnswer {
-    std::string url;
+    std::string host;
     CloudFinding finding;
     bool has_answered = false;
-
-    [[nodiscard]] std::string host() const { return url.empty() ? "cloud host" : host_of(url); }
 };
 
 Finding clock_alone(int64_t now) {
@@ -89,20 +91,23 @@ std::string remedy_of(int result) {
 }
 
 Finding judge_cloud(const CloudAnswer& answer, int64_t now) {
-    if (!answer.has_answered)
-        return {answer.host(), false, "no answer in time", remedy_of(system::kTransferTimedOut)};
+    if (!answer.has_answered) return {answer.host, false, "no answer in time", kHangs};
     const CloudFinding& finding = answer.finding;
     const std::string end =
         finding.certificate_end == 0 ? "" : ", certificate until " + time_text(finding.certificate_end).substr(0, 10);
-    if (finding.result != 0) return {answer.host(), false, finding.words + end, remedy_of(finding.result)};
+    if (finding.result != 0) return {answer.host, false, finding.words + end, remedy_of(finding.result)};
     const bool is_soon = finding.certificate_end != 0 && finding.certificate_end - now < kSoon_s;
-    return {answer.host(), true, "answers" + end + (is_soon ? " (soon)" : ""), ""};
+    return {answer.host, true, "answers" + end + (is_soon ? " (soon)" : ""), ""};
 }
 
 Finding judge_names(const std::vector<CloudAnswer>& clouds) {
     std::string missing;
-    for (const CloudAnswer& cloud : clouds)
-        missing += cloud.finding.has_address ? "" : " " + cloud.host();
+    bool is_known = false;
+    for (const CloudAnswer& cloud : clouds) {
+        is_known = is_known || cloud.has_answered;
+        missing += !cloud.has_answered || cloud.finding.has_address ? "" : " " + cloud.host;
+    }
+    if (!is_known) return {"name resolution", false, "no answer in time", kHangs};
     if (missing.empty()) return {"name resolution", true, "every cloud host has an address", ""};
     return {"name resolution", false, "no address for" + missing, remedy_of(system::kCouldNotResolveHost)};
 }
@@ -123,12 +128,15 @@ Finding judge_token(const AccountToken& token, int64_t now) {
     return {name, false, "expired " + time_text(token.expires_at_s), "harbexctl token refresh, or harbexctl sign-in"};
 }
 
+// Settings tell a host's address: that is asked for beside the rest, too.
 std::vector<Source> cloud_sources(std::vector<CloudAnswer>& answers) {
     std::vector<Source> sources;
-    for (size_t index = 0; index < std::size(kClouds); ++index) {
-        sources.emplace_back([index, &answers] {
-            CloudAnswer answer{kClouds[index](""), {}, true};
-            answer.finding = look_at_cloud(answer.url);
+    for (const CloudHost& host : kHosts) {
+        const size_t index = answers.size();
+        answers.push_back({host.name, {}, false});
+        sources.emplace_back([&host, index, &answers] {
+            const std::string url = host.url("");
+            CloudAnswer answer{url.empty() ? host.name : host_of(url), look_at_cloud(url), true};
             return [answer = std::move(answer), index, &answers] { answers[index] = answer; };
         });
     }
@@ -138,9 +146,7 @@ std::vector<Source> cloud_sources(std::vector<CloudAnswer>& answers) {
 }  // namespace
 
 std::vector<Finding> check_everything(Deadline deadline) {
-    std::vector<CloudAnswer> clouds(std::size(kClouds));
-    for (size_t index = 0; index < clouds.size(); ++index)
-        clouds[index].url = kClouds[index]("");
+    std::vector<CloudAnswer> clouds;
     std::vector<Source> sources = cloud_sources(clouds);
     std::vector<Life> lives(std::size(kServices), Life::kSilent);
     for (size_t index = 0; index < lives.size(); ++index) {
@@ -149,7 +155,7 @@ std::vector<Finding> check_everything(Deadline deadline) {
             return [life, index, &lives] { lives[index] = life; };
         });
     }
-    std::vector<Finding> files = {{"files", false, "no answer in time", "a disk or a tool hangs"}};
+    std::vector<Finding> files = {{"files", false, "no answer in time", kHangs}};
     sources.emplace_back(
         [&files] { return [found = check_files(), &files]() mutable { files = std::move(found); }; });
     Enrolment enrolment;

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "ask.h"
 #include "common/json.h"
 #include "outcome.h"
 
@@ -36,6 +37,7 @@ struct Call {
     std::vector<std::string> options;    // likewise; a flag that was given holds its own name
     bool is_json = false;
     bool is_verbose = false;
+    Deadline begun = deadline_in(0);
 
     JsonValue data;          // what is shown; null: nothing
     int schema_version = 0;  // of the document; 0: it has none
@@ -44,8 +46,8 @@ struct Call {
     // The text behind `name`, "" without it.
     [[nodiscard]] std::string option(std::string_view name) const;
     [[nodiscard]] bool has(std::string_view name) const { return !option(name).empty(); }
-    // The seconds behind --timeout.
-    [[nodiscard]] int timeout_s(int otherwise) const;
+    // As many seconds behind the program's start as --timeout says, or `otherwise_s`.
+    [[nodiscard]] Deadline deadline(int otherwise_s) const;
 };
 
 // The service without which the command can do nothing, and the code of its failure then.

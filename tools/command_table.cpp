@@ -243,8 +243,8 @@ std::string Call::option(std::string_view name) const {
     return {};
 }
 
-int Call::timeout_s(int otherwise) const {
-    return static_cast<int>(system::parse_int64(option(kTimeout.name)).value_or(otherwise));
+Deadline Call::deadline(int otherwise_s) const {
+    return begun + std::chrono::seconds(system::parse_int64(option(kTimeout.name)).value_or(otherwise_s));
 }
 
 }  // namespace harbex::tools

@@ -24,7 +24,7 @@ std::string text_for_people(const std::vector<Finding>& findings) {
 }  // namespace
 
 Outcome doctor(Call& call) {
-    const std::vector<Finding> findings = check_everything(deadline_in(call.timeout_s(kDefaultTimeout_s)));
+    const std::vector<Finding> findings = check_everything(call.deadline(kDefaultTimeout_s));
     const auto bad =
         std::count_if(findings.begin(), findings.end(), [](const Finding& finding) { return !finding.is_good; });
     call.data["good"] = bad == 0;

@@ -10,6 +10,7 @@
 #include "command_line.h"
 #include "common/error_code.h"
 #include "common/trace_log.h"
+#include "corvane/device/settings.h"
 #include "failure_cause.h"
 #include "report.h"
 
@@ -20,6 +21,8 @@ using harbex::tools::Command;
 using harbex::tools::CommandLine;
 using harbex::tools::Ending;
 using harbex::tools::Outcome;
+
+constexpr int kPatience_s = 2;
 
 Outcome run(const Command& command, Call& call) try {
     if (command.need.service != nullptr) {
@@ -35,11 +38,21 @@ Outcome run(const Command& command, Call& call) try {
             harbex::tools::Cause{.ending = Ending::kInternal, .sentence = error.what(), .is_repeatable = false}};
 }
 
+// The log's place is a setting: a settings tool that hangs must not keep a command from its deadline.
+void place_log() {
+    const harbex::tools::Source settings = [] {
+        std::string path;
+        (void)harbex::corvane::get_install_path(path);  // only whether it answers
+        return harbex::system::set_log_file_wrapper;
+    };
+    (void)harbex::tools::ask_all({settings}, harbex::tools::deadline_in(kPatience_s));
+}
+
 Ending answer(CommandLine& line) {
     if (!line.complaint.empty()) return harbex::tools::show_misuse(line.is_json, line.complaint);
     if (line.command == nullptr) return harbex::tools::show_text(line.is_json, "help", line.help);
     curl_global_init(CURL_GLOBAL_DEFAULT);
-    harbex::system::set_log_file_wrapper();
+    place_log();
     const Outcome outcome = run(*line.command, line.call);
     return harbex::tools::show(full_name(*line.command), outcome, line.call);
 }

@@ -156,7 +156,7 @@ Outcome outcome_of(State state, const Facts& facts, const char* next) {
 }  // namespace
 
 Outcome status(Call& call) {
-    const Facts facts = collect_facts(deadline_in(call.timeout_s(kDefaultTimeout_s)));
+    const Facts facts = collect_facts(call.deadline(kDefaultTimeout_s));
     const int64_t now_s = time(nullptr);
     const State state = judge(facts, now_s);
     const char* const next = next_command(state, facts, now_s);

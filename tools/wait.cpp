@@ -67,7 +67,7 @@ Outcome wait_for(Call& call) {
     if (goal == std::end(kGoals))
         return {ERR_UNKNOWN_OPTION,
                 Cause{.ending = Ending::kUsage, .sentence = "wait needs --for.", .remedy = "harbexctl wait --help"}};
-    const Deadline deadline = deadline_in(call.timeout_s(kDefaultTimeout_s));
+    const Deadline deadline = call.deadline(kDefaultTimeout_s);
     while (!look(*goal, deadline)) {
         if (std::chrono::steady_clock::now() + goal->pause >= deadline)
             return {ERR_CURL_TIMEOUT, Cause{.ending = Ending::kTimeOut,

@@ -77,6 +77,7 @@ org bogus: 64 5 there is no command 'bogus' here
 wait --for nobody: 64 5 --for takes one of internet|signed-in|joined|tunnels
 wait --for joined --timeout 1: 75 85 This NAS did not join in time.
 $ echo old >/tmp/m && exec 3</tmp/m && harbexctl metrics --output /tmp/m && [ "$(cat <&3; ls /tmp/m*)" = $'old\n/tmp/m' ]
+$ fault /sbin/getcfg delay:60; timeout 30 harbexctl status | grep 'cannot be read'; s=$?; fault /sbin/getcfg none; exit $s
 $ script -qec 'harbexctl status' /dev/null | grep $'\033'
 $ ! { NO_COLOR=1 script -qec 'harbexctl status' /dev/null; harbexctl status; } | grep $'\033'
 $ harbexctl org use -h | grep 'Example: harbexctl org use'
