@@ -69,7 +69,7 @@ listing >/run/before
 
 check BuiltAgain 'tail /run/again; eval "$(tail -n 1 /run/again)"'
 dpkg -i --force-depends /mnt/*.deb >/run/dpkg 2>&1 || { cat /run/dpkg; exit 1; }
-for _ in $(seq 100); do [ "$(bsh --list | wc -l)" -lt 2 ] || break; sleep 0.1; done
+for _ in $(seq 600); do [ "$(bsh --list | wc -l)" -lt 2 ] || break; sleep 0.1; done
 check Started 'systemctl is-active harbex-network-service harbex-network-manager || systemctl status --no-pager -l "harbex-*"'
 check Modes '[ "$(stat -c %a /etc/config/harbex/bid.conf /etc/config/harbex/corvane.conf /var/lib/harbex/var/log | xargs)" = "600 600 750" ]'
 check OwnGateway '[ "$(bsh harbex_network_service.Get_gateway_info | jq -r .data.gw_info.ip4_address)" = "$(ip -json route get 192.0.2.1 | jq -r ".[0].prefsrc")" ]'
@@ -82,7 +82,7 @@ export daemon=$(systemctl show -P MainPID "$unit") unit
 stands >/run/stood
 check Upgrade 'dpkg -i --force-depends /mnt/*.deb'
 check Restarted '[ "$(systemctl show -P MainPID "$unit")" != "$daemon" ] && systemctl is-active "$unit"'
-for _ in $(seq 100); do [ ! -S /run/bsvc/harbex_network_service.sock ] || break; sleep 0.1; done
+for _ in $(seq 600); do [ ! -S /run/bsvc/harbex_network_service.sock ] || break; sleep 0.1; done
 check StandsWhereItStood 'stands | diff /run/stood - && grep "tunnels are up" <(harbexctl status)'
 # Its scripts do their work within what the unit allows.
 check Removal 'bsh harbex_network_service.Device_remove_by_corvane && [ ! -e /etc/config/harbex/cloudagent.cfg ] && ! pgrep -r DRST -x corvane_express'
