@@ -58,6 +58,6 @@ target_include_directories(harbex PRIVATE ${folders})
 target_link_libraries(harbex PRIVATE ${seam}
     PkgConfig::JANSSON PkgConfig::CURL PkgConfig::SSL PkgConfig::CRYPTO Threads::Threads harbex_flags)
 target_compile_options(harbex PRIVATE -fno-semantic-interposition)
-target_link_options(harbex PRIVATE -Wl,--version-script=${version_script} -Wl,-z,defs)
+target_link_options(harbex PRIVATE -Wl,--version-script=${version_script} -Wl,-z,defs -Wl,-z,nodelete)
 set_target_properties(harbex PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
     LINK_DEPENDS ${version_script} LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)

@@ -24,12 +24,20 @@ using JsonOwner = std::unique_ptr<json_t, JsonRelease>;
     return true;
 }
 
-// The object or array that `text` holds. For any other text null, after `complain` was called with the parser's words
-// (a const char*).
+// The object or array that `text` holds; null for any other text, and then the parser's words are in `error`.
+// jansson's parser ends the program, or loses characters, when it cannot have a few bytes more. Short of memory it
+// gets them from 256 KiB that are set aside, unless the program has given jansson an allocator of its own.
+[[nodiscard]] JsonOwner load_json(std::string_view text, json_error_t* error = nullptr);
+
+// Sets that memory aside, for the first time or anew. load_json does so by itself; a program may want to do it while
+// it has one thread only.
+void set_json_memory_aside();
+
+// As load_json. Null after `complain` was called with the parser's words (a const char*).
 template <typename Complain>
 [[nodiscard]] JsonOwner parse_json(std::string_view text, Complain complain) {
     json_error_t error{};
-    JsonOwner document(json_loadb(text.data(), text.size(), 0, &error));
+    JsonOwner document = load_json(text, &error);
     if (!document) complain(static_cast<const char*>(error.text));
     return document;
 }

@@ -202,7 +202,7 @@ int Save_cloudtoken(bs_io* io) {
     Logger::Log(DEBUG, "Entering Save_cloudtoken");
     const std::string_view bytes = request_bytes(io);
     if (bytes.empty()) return refuse(io, E_CMD_FAILED, "Failed to read oauth response encoded");
-    const JsonOwner request(json_loadb(bytes.data(), bytes.size(), 0, nullptr));
+    const JsonOwner request = load_json(bytes);
     if (!request) return refuse(io, E_JSON_FAIL, "Failed to parse JSON for oauth_response_encoded");
     const char* encoded = json_string_value(json_object_get(request.get(), "oauth_response_encoded"));
     if (encoded == nullptr) return refuse(io, E_JSON_FAIL, "Missing or invalid oauth_response_encoded");

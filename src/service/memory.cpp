@@ -1,11 +1,11 @@
 #include "service/memory.h"
 
-#include <jansson.h>
 #include <malloc.h>
 
 #include <atomic>
 #include <cstddef>
-#include <cstdlib>
+
+#include "common/json_owner.h"
 
 namespace harbex::service {
 namespace {
@@ -18,25 +18,6 @@ constexpr size_t kHandledBetween = 64 * 1024;
 constexpr size_t kLeastOfCall = 1024;  // what a call leaves behind at least
 constinit std::atomic<size_t> handled{0};
 
-// jansson's parser ends the program, or loses characters, when it cannot have a few bytes more: what is set aside
-// here is let go for it then. Untouched, it takes address space only.
-constexpr size_t kReserved = 256 * 1024;
-constinit std::atomic<void*> reserve{nullptr};
-
-void set_reserve_aside() {
-    if (reserve != nullptr) return;
-    void* const block = malloc(kReserved);
-    void* none = nullptr;
-    if (!reserve.compare_exchange_strong(none, block)) free(block);
-}
-
-void* allocate_for_json(size_t size) {
-    void* const block = malloc(size);
-    if (block != nullptr) return block;
-    free(reserve.exchange(nullptr));
-    return malloc(size);
-}
-
 }  // namespace
 
 void prepare_memory() {
@@ -44,8 +25,7 @@ void prepare_memory() {
     (void)mallopt(M_ARENA_MAX, 1);
     (void)mallopt(M_MMAP_THRESHOLD, kOwnMapping);
     (void)mallopt(M_TRIM_THRESHOLD, kOwnMapping);
-    json_set_alloc_funcs(allocate_for_json, free);
-    set_reserve_aside();
+    set_json_memory_aside();
 }
 
 void tidy_memory(size_t request_size) {
@@ -55,7 +35,7 @@ void tidy_memory(size_t request_size) {
         handled = 0;
         (void)malloc_trim(0);
     }
-    set_reserve_aside();
+    set_json_memory_aside();
 }
 
 }  // namespace harbex::service

@@ -68,7 +68,7 @@ bool judge_identity() {
 
 int read_location(const std::string& output, std::string& latitude, std::string& longitude, std::string& country) {
     HARBEXLOG(HARBEXLOG_INFO, "Parsing output: %s\n", output.c_str());
-    const JsonOwner root(json_loadb(output.data(), output.size(), 0, nullptr));
+    const JsonOwner root = load_json(output);
     if (!root) return ERR_CMD_FAILED;
     const json_t* result = json_object_get(root.get(), "result");
     if (!json_is_object(result)) return fail(ERR_CMD_FAILED, "Failed to get result");

@@ -156,7 +156,7 @@ int device_register(JsonValue& result) try {
 int parse_api_edge(const std::string& reply, std::string& device_id, std::string& corvane_token,
                    std::string& serial_number) try {
     HARBEXLOG(HARBEXLOG_INFO, "[parse_api_edge] start\n");
-    const JsonOwner root(json_loadb(reply.data(), reply.size(), 0, nullptr));
+    const JsonOwner root = load_json(reply);
     if (!json_is_object(root.get())) return fail(ERR_WRONG_JSON_FORMAT, "Failed to parse JSON response");
     log_root(root.get());
     std::string virtual_ip;
@@ -187,7 +187,7 @@ int resolve_auto_region(const std::string& groups_reply) try {
     std::string region;
     if (get_region_id(region) != NO_ERROR || region != kAutoRegion) return NO_ERROR;
     json_error_t error{};
-    const JsonOwner root(json_loadb(groups_reply.data(), groups_reply.size(), 0, &error));
+    const JsonOwner root = load_json(groups_reply, &error);
     if (!json_is_object(root.get())) {
         HARBEXLOG(HARBEXLOG_ERROR, "[resolve_auto_region] Failed to parse JSON: %s\n", error.text);
         return ERR_WRONG_JSON_FORMAT;

@@ -27,7 +27,7 @@ constexpr const char* kNotWritten = "Failed to open /etc/config/harbex/cloudagen
 constexpr const char* kDevelopmentClusterSite = "sy";
 
 int read_configuration(const std::string& response, std::string& configuration) {
-    const JsonOwner root(json_loadb(response.data(), response.size(), 0, nullptr));
+    const JsonOwner root = load_json(response);
     if (!take_text(json_object_get(root.get(), "cloudagentCfg"), configuration))
         return fail(ERR_WRONG_JSON_FORMAT, "Failed to parse JSON response");
     HARBEXLOG(HARBEXLOG_INFO, "cloudagentCfg %s\n", configuration.c_str());
