@@ -12,6 +12,7 @@ struct AllocatorPage {
     std::atomic<int64_t> countdown{0};  // the allocation that fails, counted from now; 0: none
     std::atomic<int64_t> failed{0};     // so many have
     std::atomic<int64_t> in_use{0};     // blocks
+    std::atomic<int64_t> reached{0};    // the allocation that a flow's process is at
 };
 
 }  // namespace bench
