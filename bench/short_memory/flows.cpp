@@ -12,6 +12,7 @@
 #include "common/settings_files.h"
 #include "common/trace_log.h"
 #include "corvane/cloud/precheck.h"
+#include "corvane/cloud/region_list.h"
 #include "corvane/cloud/registration.h"
 #include "corvane/cloud/status.h"
 #include "corvane/cloud/unregistration.h"
@@ -38,6 +39,7 @@ const Flow kFlows[] = {
     {"status", harbex::corvane::get_corvane_status, "signin | harbexctl sign-in && harbexctl org use org-7f3a1c"},
     {"precheck", harbex::corvane::join_corvane_precheck,
      "setcfg 'Brindle ID Service' bid_token_status already_join_corvane -f /etc/config/harbex/bid.conf"},
+    {"regions", [](JsonValue& document) { return harbex::corvane::get_region_list(document, "org-7f3a1c"); }, "true"},
     // Deletes the device in word only, so that it can be done again and again.
     {"leave", harbex::corvane::device_unregister,
      "fault 'cloud:/cvnms/bthings/api/v1/devices/*' none && harbexctl join && "
