@@ -35,13 +35,8 @@ inline std::vector<JsonOwner> recorded_requests() {
     return records;
 }
 
-inline std::string newest_token(const char* key) {
-    const JsonOwner state = parse(shell("cloudctl state").out);
-    std::string newest;
-    const char* token;
-    json_t* value;
-    json_object_foreach(json_object_get(state.get(), key), token, value) newest = token;
-    return newest;
+inline std::string newest_token(const std::string& key) {
+    return shell("cloudctl state | jq -rj '." + key + " | keys_unsorted[-1] // empty'").out;
 }
 
 inline std::string edge_body(const std::string& region) {
