@@ -94,7 +94,7 @@ int run_guarded(const Flow& flow) {
 
 // What runs write without end.
 void empty_logs() {
-    (void)truncate(__log_file__, 0);
+    (void)!truncate(__log_file__, 0);
     (void)shell("cloudctl requests --clear >/dev/null; : >/var/log/corvane_expressd.log");
 }
 
