@@ -111,7 +111,7 @@ status: 0 joined This NAS has joined Field Office, and its tunnels are up.
 $ edge_state change '{"tunnels": {"router": null, "supernode": null}}'
 status: 0 joined-down This NAS has joined Field Office, but no tunnel is up.
 $ pkill -STOP -x corvane_express
-$ for try in 1 2 3; do timeout 7 harbexctl status; [ $? -ne 75 ] || exit 0; done; exit 1 # a machine may be loaded
+$ timeout 15 harbexctl status; [ $? -eq 75 ] # 6 s by themselves, and what a loaded machine adds
 status: 75 edge-down The edge daemon (corvane_expressd) does not answer; no tunnel is up.
 $ pkill -CONT -x corvane_express; rm /var/log/scripts.log; signin --expires-in -5 | harbexctl sign-in
 join: 0 0
