@@ -41,8 +41,6 @@ std::string judge(const bench::Method& method, const std::string& request) {
 // False at the first violation, which is printed.
 bool starve_method(const bench::Method& method, bench::AllocatorPage& page, double seconds) {
     const int64_t needed = bench::count_allocations(page, [&] { (void)bench::call(method, method.request()); });
-    const int64_t in_use = page.in_use;
-    const int64_t failed = page.failed;
     const auto one = [&](int64_t number) {
         const std::string request = method.request();
         page.countdown = number;
@@ -53,12 +51,15 @@ bool starve_method(const bench::Method& method, bench::AllocatorPage& page, doub
         std::printf("%s, allocation %lld: %s\n", method.name, static_cast<long long>(number), wrong.c_str());
         return -1;
     };
-    if (!bench::starve(1, needed, seconds, one)) return false;
-    const std::string after = bench::call(method, method.request());
-    const int64_t grown = page.in_use - in_use;
-    bench::tell(method.name, needed, page, failed, grown);
+    std::string after;
+    const auto passed = bench::leave_nothing(page, [&] {
+        if (!bench::starve(1, needed, seconds, one)) return false;
+        after = bench::call(method, method.request());
+        return after.empty();
+    });
     if (!after.empty()) std::printf("afterwards: %s\n", after.c_str());
-    return after.empty() && grown <= bench::kKept;
+    if (passed) bench::tell(method.name, needed, *passed);
+    return passed.has_value();
 }
 
 bool starve_methods(double seconds) {
@@ -99,7 +100,7 @@ bool starve_setcfg(double seconds) {
         return -1;
     };
     if (!bench::starve(1, needed, seconds, one)) return false;
-    bench::tell("setcfg", needed, page, failed, 0);
+    bench::tell("setcfg", needed, {page.failed - failed, 0});
     return true;
 }
 
@@ -118,10 +119,10 @@ void preload() {
     setenv("LD_PRELOAD", library.c_str(), 1);
 }
 
-void tell(const std::string& name, int64_t needed, const AllocatorPage& page, int64_t failed_before, int64_t grown) {
-    const auto failed = static_cast<long long>(page.failed - failed_before);
+void tell(const std::string& name, int64_t needed, const Passed& passed) {
     std::printf("%-28s %8lld allocations, %7lld made to fail, %lld blocks more in use\n", name.c_str(),
-                static_cast<long long>(needed), failed, static_cast<long long>(grown));
+                static_cast<long long>(needed), static_cast<long long>(passed.failed),
+                static_cast<long long>(passed.grown));
     std::fflush(stdout);
 }
 
