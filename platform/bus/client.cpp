@@ -21,7 +21,7 @@ using bsvc::Deadline;
 using bsvc::Parsed;
 
 // A reply up to this size is read whole with one system call.
-constexpr size_t kSmallReply = 16 * 1024;
+constexpr size_t kSmallReply = 4 * 1024;
 
 bs_call_result connect_failure() {
     switch (errno) {

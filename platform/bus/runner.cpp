@@ -21,7 +21,8 @@ using nas::Descriptor;
 
 constexpr int kCouldNotStart = 127;
 constexpr int kSignalBase = 128;
-constexpr size_t kChunk = 64 * 1024;
+constexpr size_t kChunk = 4 * 1024;  // on the stack, whose pages are touched
+constexpr size_t kTurn = 64 * 1024;  // so much of one output before the other is looked at
 // Where the kernel cannot report the child's end on a descriptor it is asked this often.
 constexpr int kAskAgain_ms = 20;
 
@@ -126,8 +127,8 @@ void collect_until_end(pid_t child, Output& out, Output& err) {
         if (poll(waiting, std::size(waiting), end ? -1 : kAskAgain_ms) < 0 && errno != EINTR) return;
         // Asked before the pipes are read: what the child wrote before its end is then read in any case.
         ended = end ? waiting[2].revents != 0 : has_ended(child);
-        if (waiting[0].revents != 0) drain(out, kChunk);
-        if (waiting[1].revents != 0) drain(err, kChunk);
+        if (waiting[0].revents != 0) drain(out, kTurn);
+        if (waiting[1].revents != 0) drain(err, kTurn);
     }
     drain_rest(out);
     drain_rest(err);

@@ -18,8 +18,8 @@ namespace {
 
 constexpr int kMaxOpen = 64;
 constexpr int kRequestTimeout_s = 5;
-// A worker's, on its stack, whose pages are touched from the start: nearly every request fits many times.
-constexpr size_t kScratchSize = 16 * 1024;
+// A worker's, on its stack, whose pages are touched from the start: nearly every request fits.
+constexpr size_t kScratchSize = 4 * 1024;
 // How long a worker waits when the process or the system is out of descriptors or memory.
 constexpr useconds_t kShortage_us = 50'000;
 // How long a connection above the limit waits for a place: others may have hung up, and the slow lane not have got
@@ -169,19 +169,20 @@ void Service::welcome(char* scratch) {
 // Takes what has come, if anything has, and judges the request so far. What is neither whole nor incomplete is to be
 // closed, and counted already. The request's views point into `scratch` or the connection.
 Parsed Service::receive(Connection& connection, char* scratch, Request& request) {
-    ssize_t count = -1;
-    do
-        count = recv(connection.fd.get(), scratch, kScratchSize, 0);
-    while (count < 0 && errno == EINTR);
-    if (count < 0 && errno == EAGAIN) return Parsed::kIncomplete;
-    if (count <= 0) return Parsed::kMalformed;  // the caller is gone
-    std::string_view bytes(scratch, static_cast<size_t>(count));
-    if (!connection.bytes.empty()) bytes = connection.bytes.append(bytes);
-    const Parsed parsed = parse_request(bytes, request);
-    if (parsed == Parsed::kMalformed) ++traffic_->malformed;
-    if (parsed == Parsed::kTooLarge) ++traffic_->oversized;
-    if (parsed == Parsed::kIncomplete && connection.bytes.empty()) connection.bytes.assign(bytes);
-    return parsed;
+    for (;;) {
+        const ssize_t count = recv(connection.fd.get(), scratch, kScratchSize, 0);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0 && errno == EAGAIN) return Parsed::kIncomplete;
+        if (count <= 0) return Parsed::kMalformed;  // the caller is gone
+        std::string_view bytes(scratch, static_cast<size_t>(count));
+        if (!connection.bytes.empty()) bytes = connection.bytes.append(bytes);
+        const Parsed parsed = parse_request(bytes, request);
+        if (parsed == Parsed::kMalformed) ++traffic_->malformed;
+        if (parsed == Parsed::kTooLarge) ++traffic_->oversized;
+        if (parsed != Parsed::kIncomplete) return parsed;
+        if (connection.bytes.empty()) connection.bytes.assign(bytes);
+        if (static_cast<size_t>(count) < kScratchSize) return parsed;
+    }
 }
 
 void Service::run_call(Call call) {
