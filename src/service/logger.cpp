@@ -31,6 +31,8 @@ struct State {
     std::string log_absolute_path;      // guarded by mutex
     std::string bpkg_install_path;      // guarded by mutex
     int64_t last_rotation_check_s = 0;  // guarded by mutex
+    time_t written_at = -1;             // guarded by mutex; when the latest line was written
+    std::array<char, 32> time_text{};   // guarded by mutex; that second
     bool rotating = false;  // guarded by mutex; the thread that set it is the only one that reopens the file
 };
 
@@ -64,12 +66,16 @@ const char* level_word(LogLevel level) {
     return "UNKNOWN";
 }
 
-void write_prefix(std::ostream& stream, LogLevel level) {
+// A call writes several lines in one second: its text is made once. Under the mutex.
+const char* time_text(State& log) {
     const time_t now = time(nullptr);
+    if (now == log.written_at) return log.time_text.data();
     struct tm local {};
-    std::array<char, 32> text{};
-    if (localtime_r(&now, &local) != nullptr) strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local);
-    stream << '[' << text.data() << "][" << level_word(level) << "] ";
+    log.time_text[0] = '\0';
+    if (localtime_r(&now, &local) != nullptr)
+        strftime(log.time_text.data(), log.time_text.size(), "%Y-%m-%d %H:%M:%S", &local);
+    log.written_at = now;
+    return log.time_text.data();
 }
 
 [[gnu::format(printf, 2, 0)]] void write_message(std::ostream& stream, const char* fmt, va_list arguments) {
@@ -97,7 +103,7 @@ void Logger::Log(LogLevel level, const char* fmt, ...) noexcept {
     try {
         const std::lock_guard lock(state().mutex);
         if (out != nullptr) {
-            write_prefix(*out, level);
+            *out << '[' << time_text(state()) << "][" << level_word(level) << "] ";
             write_message(*out, fmt, arguments);
             out->flush();
         }
