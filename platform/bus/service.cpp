@@ -4,6 +4,7 @@
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -26,11 +27,18 @@ constexpr useconds_t kShortage_us = 50'000;
 // round to noticing.
 constexpr int kCrowd_ms = 50;
 
-// connect wakes a worker before the caller has got round to sending, most of all on one processor. So often the
-// worker lets others run before it parks a connection on which nothing has come.
-constexpr int kYields = 3;
+// connect wakes a worker before the caller has got round to sending, most of all on one processor. The worker then
+// lets others run, which is all it takes where the scheduler lets the caller run next. It does not where the two are
+// in different sessions: a worker then sleeps until something comes, and only now and then tries again.
+constexpr unsigned kYieldAgain = 64;
+// So long it sleeps before it parks the connection; the kernel makes it a tick of its clock at least.
+constexpr timeval kPatience{.tv_sec = 0, .tv_usec = 1000};
 
 constinit std::atomic<bool> stop_next{false};
+
+bool is_silent(const Connection& connection, Parsed parsed) {
+    return parsed == Parsed::kIncomplete && connection.bytes.empty();
+}
 
 // Without its descriptor: the connection keeps that until the call is sure to be made.
 Call make_call(Connection& connection, const Request& request) {
@@ -137,7 +145,7 @@ void Service::accept_calls() {
 }
 
 void Service::welcome(char* scratch) {
-    Descriptor fd(accept4(name_.listener(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    Descriptor fd(accept4(name_.listener(), nullptr, nullptr, SOCK_CLOEXEC));
     if (!fd) {
         // Out of descriptors, say; the callers wait in the backlog meanwhile.
         if (errno != EINTR && errno != ECONNABORTED && !stopping()) usleep(kShortage_us);
@@ -152,25 +160,39 @@ void Service::welcome(char* scratch) {
         return;
     }
     Connection connection{std::move(*seat), std::move(fd), Deadline::in_seconds(kRequestTimeout_s), {}};
-    for (int yields = 0;; ++yields) {
-        Request request;
-        const Parsed parsed = receive(connection, scratch, request);
-        if (parsed == Parsed::kWhole) {
-            Call call = make_call(connection, request);
-            call.fd = std::move(connection.fd);
-            return run_call(std::move(call));
+    Request request;
+    Parsed parsed = Parsed::kIncomplete;
+    if (yields_in_vain_ % kYieldAgain == 0) {
+        parsed = receive(connection, scratch, request, MSG_DONTWAIT);
+        if (is_silent(connection, parsed)) {
+            sched_yield();
+            parsed = receive(connection, scratch, request, MSG_DONTWAIT);
         }
-        if (parsed != Parsed::kIncomplete) return;
-        if (!connection.bytes.empty() || yields == kYields) return park(std::move(connection));
-        sched_yield();
     }
+    yields_in_vain_ = is_silent(connection, parsed) ? yields_in_vain_ + 1 : 0;
+    if (is_silent(connection, parsed)) parsed = await_request(connection, scratch, request);
+    if (parsed == Parsed::kIncomplete) return park(std::move(connection));
+    if (parsed != Parsed::kWhole) return;
+    Call call = make_call(connection, request);
+    call.fd = std::move(connection.fd);
+    run_call(std::move(call));
+}
+
+// Waits for the caller's first bytes, not for long.
+Parsed Service::await_request(Connection& connection, char* scratch, Request& request) {
+    // One worker never waits: connections on which nothing comes cannot hold all of them.
+    const bool may_wait = patient_.fetch_add(1) < workers_ - 1 &&
+                          setsockopt(connection.fd.get(), SOL_SOCKET, SO_RCVTIMEO, &kPatience, sizeof kPatience) == 0;
+    const Parsed parsed = receive(connection, scratch, request, may_wait ? 0 : MSG_DONTWAIT);
+    --patient_;
+    return parsed;
 }
 
 // Takes what has come, if anything has, and judges the request so far. What is neither whole nor incomplete is to be
 // closed, and counted already. The request's views point into `scratch` or the connection.
-Parsed Service::receive(Connection& connection, char* scratch, Request& request) {
-    for (;;) {
-        const ssize_t count = recv(connection.fd.get(), scratch, kScratchSize, 0);
+Parsed Service::receive(Connection& connection, char* scratch, Request& request, int flags) {
+    for (;; flags = MSG_DONTWAIT) {
+        const ssize_t count = recv(connection.fd.get(), scratch, kScratchSize, flags);
         if (count < 0 && errno == EINTR) continue;
         if (count < 0 && errno == EAGAIN) return Parsed::kIncomplete;
         if (count <= 0) return Parsed::kMalformed;  // the caller is gone
@@ -263,7 +285,7 @@ void Service::go_on(Connection& connection, char* scratch) {
     std::list<Call> whole;
     try {
         Request request;
-        parsed = receive(connection, scratch, request);
+        parsed = receive(connection, scratch, request, MSG_DONTWAIT);
         if (parsed == Parsed::kWhole) whole.push_back(make_call(connection, request));
     } catch (const std::bad_alloc&) {
         // It is closed below.

@@ -63,7 +63,8 @@ private:
     void go_on(Connection& connection, char* scratch);
     int close_late();
 
-    Parsed receive(Connection& connection, char* scratch, Request& request);
+    Parsed await_request(Connection& connection, char* scratch, Request& request);
+    Parsed receive(Connection& connection, char* scratch, Request& request, int flags);
     bool watch(int operation, int fd, uint32_t events, Connection* connection);
     void close_door();
     bool stopping() const { return stop_; }
@@ -75,6 +76,8 @@ private:
     std::shared_ptr<Traffic> traffic_;
     Descriptor epoll_, stop_event_;
     std::atomic<bool> started_{false}, stop_{false};
+    std::atomic<int> patient_{0};              // workers that sleep until something comes
+    std::atomic<unsigned> yields_in_vain_{0};  // in a row, those left out for that included
 
     std::mutex mutex_;
     std::condition_variable callback_ended_, call_ready_;
