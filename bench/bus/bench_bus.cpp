@@ -59,18 +59,20 @@ Crowd measure_crowd(const Exchange& exchange, const std::string& request) {
     return {kClients * kCallsAClient / took_s, *p99};
 }
 
-void compare_single_client() {
-    const bench::Server bus([](const auto& ready) { bench::serve_bus(kServerThreads, ready); });
-    {
-        const bench::Server bare([](const auto& ready) { bench::serve_bare(1, ready); });
-        for (const size_t payload : kPayloads) {
-            const std::string request(payload, 'x');
-            bench::compare(
-                "bus call of " + std::to_string(payload) + " B / bare exchange, one processor", "µs", Must::kAtMost,
-                1.18, [&] { return call_us(bench::exchange_bus, request); },
-                [&] { return call_us(bench::exchange_bare, request); });
-        }
+void compare_with_bare(bench::Session session, const char* where, Must must) {
+    const bench::Server bus([](const auto& ready) { bench::serve_bus(kServerThreads, ready); }, session);
+    const bench::Server bare([](const auto& ready) { bench::serve_bare(1, ready); }, session);
+    for (const size_t payload : kPayloads) {
+        const std::string request(payload, 'x');
+        bench::compare(
+            "bus call of " + std::to_string(payload) + " B / bare exchange, one processor" + where, "µs", must, 1.18,
+            [&] { return call_us(bench::exchange_bus, request); },
+            [&] { return call_us(bench::exchange_bare, request); });
     }
+}
+
+void compare_with_dbus() {
+    const bench::Server bus([](const auto& ready) { bench::serve_bus(kServerThreads, ready); });
     const bench::DBusDaemon daemon;
     const bench::Server dbus([&](const auto& ready) { bench::serve_dbus(daemon.address(), ready); });
     const Exchange dbus_call = bench::dbus_exchange(daemon.address());
@@ -101,7 +103,9 @@ void compare_crowd() {
 
 int main() {
     bench::pin_to(0);
-    compare_single_client();
+    compare_with_bare(bench::Session::kCallers, "", Must::kAtMost);
+    compare_with_bare(bench::Session::kOwn, ", servers in sessions of their own", Must::kReport);
+    compare_with_dbus();
     bench::pin_to(-1);
     compare_crowd();
 }

@@ -12,11 +12,16 @@ namespace bench {
 // One exchange; false when it failed. Called from one thread, or, where noted, from several.
 using Exchange = std::function<bool(const std::string& request)>;
 
+// Whose the server's session is. The scheduler shares the processor between sessions: a server in one of its own, as
+// all services are, is treated otherwise than a relative of the caller.
+enum class Session { kCallers, kOwn };
+
 // A server process; ended with the object.
 class Server {
 public:
     // Runs `body` in a child process, which ends with it; returns when the child has called the function it is given.
-    explicit Server(const std::function<void(const std::function<void()>& ready)>& body);
+    explicit Server(const std::function<void(const std::function<void()>& ready)>& body,
+                    Session session = Session::kCallers);
     ~Server();
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;

@@ -35,12 +35,13 @@ void pin_to(int processor) {
     if (sched_setaffinity(0, sizeof set, &set) != 0) std::perror("bench_bus: sched_setaffinity");
 }
 
-Server::Server(const std::function<void(const std::function<void()>& ready)>& body) {
+Server::Server(const std::function<void(const std::function<void()>& ready)>& body, Session session) {
     int pipe_ends[2];
     if (pipe(pipe_ends) != 0) std::exit(1);
     child_ = fork();
     if (child_ == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (session == Session::kOwn) setsid();
         close(pipe_ends[0]);
         body([&] { (void)!write(pipe_ends[1], "r", 1); });
         _exit(0);
