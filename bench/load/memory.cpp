@@ -79,7 +79,7 @@ double settled_kib(pid_t pid) {
 
 // As the scripts start it: see appliance-service and the unit.
 void set_environment() {
-    setenv("GLIBC_TUNABLES", "glibc.malloc.tcache_count=0", 1);
+    setenv("GLIBC_TUNABLES", "glibc.malloc.tcache_max=64", 1);
 }
 
 // Of a program that links the daemon's libraries and does nothing.
