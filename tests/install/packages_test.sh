@@ -80,7 +80,10 @@ unit=harbex-network-service.service
 pgrep -x corvane_express >"/sys/fs/cgroup$(systemctl show -P ControlGroup "$unit")/cgroup.procs"
 export daemon=$(systemctl show -P MainPID "$unit") unit
 stands >/run/stood
-check Upgrade 'dpkg -i --force-depends /mnt/*.deb'
+# The same packages as a later version.
+check Later 'mkdir /run/later && for package in /mnt/*.deb; do rm -rf /run/parts && dpkg-deb -R "$package" /run/parts &&
+    sed -i "/^Version:/s/\$/+later/" /run/parts/DEBIAN/control && dpkg-deb -Znone -b /run/parts /run/later || exit; done'
+check Upgrade 'dpkg -i --force-depends /run/later/*.deb && dpkg-query -W -f "\${Version}" harbex-network-service | grep later'
 check Restarted '[ "$(systemctl show -P MainPID "$unit")" != "$daemon" ] && systemctl is-active "$unit"'
 for _ in $(seq 600); do [ ! -S /run/bsvc/harbex_network_service.sock ] || break; sleep 0.1; done
 check StandsWhereItStood 'stands | diff /run/stood - && grep "tunnels are up" <(harbexctl status)'
