@@ -17,6 +17,7 @@ TEST(Bsh, PrintsRepliesJudgesTheirEnvelopeAndNamesFailures) {
         {R"(--timeout 9 bus_test.api.v1.get --timeout=8 '{"error":0}')", 0, "{\"error\":0}\n", ""},
         {"bus_test.echo", 1, "\n", ""},
         {"bus_test_nobody.m", 2, "", "bsh: no service bus_test_nobody on the bus\n"},
+        {"bus/test.m", 2, "", "bsh: cannot call bus/test: Invalid argument\n"},
         {"bus_test_stale.m", 2, "", "bsh: bus_test_stale refused the connection\n"},
         {"bus_test.silent", 2, "", "bsh: bus_test closed the connection without a reply\n"},
         {"bus_test.echo - </dev/zero", 2, "", "bsh: the request to bus_test or its reply is above 1 MiB\n"},

@@ -16,10 +16,12 @@ TEST(Limits, WhatIsNoRequestIsClosedAndCounted) {
         std::string bytes;
         const std::atomic<uint64_t>& counter;
     } cases[] = {
+        {"a first byte that begins no request", "X", traffic.malformed},
         {"a reply", reply_bytes("echo"), traffic.malformed},
         {"a NUL in the method", request_bytes(std::string("ec\0ho", 5), ""), traffic.malformed},
         {"two requests", whole + whole, traffic.malformed},
         {"lengths whose sum is 1 in 32 bits", with_lengths("\2\0\0\0\xff\xff\xff\xff"), traffic.oversized},
+        {"a method of 2^32 - 1 bytes", with_lengths("\xff\xff\xff\xff\0\0\0\0"), traffic.oversized},
         {"one byte above the limit", with_lengths("\1\0\0\0\0\0\x10\0"), traffic.oversized},
     };
     for (const auto& c : cases) {
