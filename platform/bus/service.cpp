@@ -36,6 +36,20 @@ constexpr timeval kPatience{.tv_sec = 0, .tv_usec = 1000};
 
 constinit std::atomic<bool> stop_next{false};
 
+// One more as long as it lives.
+class Counted {
+public:
+    explicit Counted(std::atomic<int>& count) : count_(count), number_(++count) {}
+    Counted(const Counted&) = delete;
+    Counted& operator=(const Counted&) = delete;
+    ~Counted() { --count_; }
+    int number() const { return number_; }
+
+private:
+    std::atomic<int>& count_;
+    const int number_;
+};
+
 bool is_silent(const Connection& connection, Parsed parsed) {
     return parsed == Parsed::kIncomplete && connection.bytes.empty();
 }
@@ -181,11 +195,10 @@ void Service::welcome(char* scratch) {
 // Waits for the caller's first bytes, not for long.
 Parsed Service::await_request(Connection& connection, char* scratch, Request& request) {
     // One worker never waits: connections on which nothing comes cannot hold all of them.
-    const bool may_wait = patient_.fetch_add(1) < workers_ - 1 &&
+    const Counted here(patient_);
+    const bool may_wait = here.number() < workers_ &&
                           setsockopt(connection.fd.get(), SOL_SOCKET, SO_RCVTIMEO, &kPatience, sizeof kPatience) == 0;
-    const Parsed parsed = receive(connection, scratch, request, may_wait ? 0 : MSG_DONTWAIT);
-    --patient_;
-    return parsed;
+    return receive(connection, scratch, request, may_wait ? 0 : MSG_DONTWAIT);
 }
 
 // Takes what has come, if anything has, and judges the request so far. What is neither whole nor incomplete is to be
