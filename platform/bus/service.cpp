@@ -28,8 +28,9 @@ constexpr useconds_t kShortage_us = 50'000;
 constexpr int kCrowd_ms = 50;
 
 // connect wakes a worker before the caller has got round to sending, most of all on one processor. The worker then
-// lets others run, which is all it takes where the scheduler lets the caller run next. It does not where the two are
-// in different sessions: a worker then sleeps until something comes, and only now and then tries again.
+// lets others run, which is all it takes where the caller is the next to run. It is not among many connections, nor
+// where the two are in different sessions: a worker then sleeps until something comes, and of a single connection
+// only now and then tries again.
 constexpr unsigned kYieldAgain = 64;
 // So long it sleeps before it parks the connection; the kernel makes it a tick of its clock at least.
 constexpr timeval kPatience{.tv_sec = 0, .tv_usec = 1000};
@@ -176,7 +177,7 @@ void Service::welcome(char* scratch) {
     Connection connection{std::move(*seat), std::move(fd), Deadline::in_seconds(kRequestTimeout_s), {}};
     Request request;
     Parsed parsed = Parsed::kIncomplete;
-    if (yields_in_vain_ % kYieldAgain == 0) {
+    if (connection.seat.number() == 1 && yields_in_vain_ % kYieldAgain == 0) {
         parsed = receive(connection, scratch, request, MSG_DONTWAIT);
         if (is_silent(connection, parsed)) {
             sched_yield();
