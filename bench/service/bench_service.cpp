@@ -133,6 +133,7 @@ void compare_gateway() {
         const std::string text = call(kDaemon, "Get_gateway_info");
         json_t* const reply = json_loadb(text.data(), text.size(), 0, nullptr);
         std::FILE* const log = std::fopen("/tmp/bench_service.log", "ae");
+        bench::require(reply != nullptr && log != nullptr, "Get_gateway_info");
         const auto two_calls = [&text] {
             (void)bench::exchange_bus(text);
             (void)call("NetworkService", "api.get_currentGWinfo");
