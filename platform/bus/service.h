@@ -1,8 +1,8 @@
 // A service: its name, its workers, and the connections that wait for the rest of their request.
 //
-// Each worker blocks in accept; the kernel wakes one. It reads what is there and, when the request is whole, runs the
-// callback at once. What is not there at once goes to the slow lane: the thread in bs_start, which waits for more of
-// it, closes what is not whole by its deadline, delivers signals and sees the stop, however busy the workers are.
+// Each worker blocks in accept; the kernel wakes one. It waits a moment for the first bytes and, when the request is
+// whole, runs the callback at once. What is not goes to the slow lane: the thread in bs_start, which waits for more
+// of it, closes what is not whole by its deadline, delivers signals and sees the stop, however busy the workers are.
 // Each worker has a twin that runs what becomes whole there; both together run no more callbacks at once than there
 // are workers.
 #pragma once
