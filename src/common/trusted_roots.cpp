@@ -11,6 +11,7 @@
 #include <openssl/crypto.h>
 #include <openssl/err.h>
 #include <openssl/ssl.h>
+#include <openssl/x509v3.h>
 
 namespace harbex::system {
 namespace {
@@ -49,13 +50,25 @@ std::optional<Places> places_of_libcurl() {
     return Places{info->cainfo, info->capath};
 }
 
+// What OpenSSL works out of a certificate at its first use, for each of them and now: later uses only read, on
+// whichever thread. A certificate that lacks memory here would be refused for as long as the store lives: false.
+bool work_out(const X509_STORE& roots) {
+    const STACK_OF(X509_OBJECT)* const objects = X509_STORE_get0_objects(&roots);
+    for (int number = 0; number < sk_X509_OBJECT_num(objects); ++number) {
+        X509* const certificate = X509_OBJECT_get0_X509(sk_X509_OBJECT_value(objects, number));
+        if (certificate != nullptr && X509_check_purpose(certificate, -1, 0) != 1) return false;
+    }
+    return true;
+}
+
 // As libcurl does it: a certificate in the bundle is trusted, whether it signed itself or not.
 TrustedRoots parse(const Places& places) {
     ERR_set_mark();  // what fails here must not stand in this thread's error queue when a transfer looks into it
     TrustedRoots roots(X509_STORE_new());
     const bool read = roots && X509_STORE_load_file(roots.get(), places.bundle) == 1 &&
                       (places.folder == nullptr || X509_STORE_load_path(roots.get(), places.folder) == 1) &&
-                      X509_STORE_set_flags(roots.get(), X509_V_FLAG_TRUSTED_FIRST | X509_V_FLAG_PARTIAL_CHAIN) == 1;
+                      X509_STORE_set_flags(roots.get(), X509_V_FLAG_TRUSTED_FIRST | X509_V_FLAG_PARTIAL_CHAIN) == 1 &&
+                      work_out(*roots);
     ERR_pop_to_mark();
     if (!read) roots.reset();
     return roots;

@@ -33,8 +33,16 @@ int ask_directly() {
 TEST(TrustedRoots, FollowTheBundle) {
     const std::string own = test::read_text(kBundle), settings = test::read_text(kCorvaneConf);
     const std::string other = test::self_signed_certificate();
+    const std::string malformed = test::self_signed_certificate("basicConstraints=DER:04:04");
     const std::pair<std::string, int> cases[] = {
-        {own, kTrusted}, {other, 60}, {other + own, kTrusted}, {own.substr(0, 300), 77}, {"", 77}, {"-", 77},  // none
+        {own, kTrusted},
+        {other, 60},
+        {other + own, kTrusted},
+        {own.substr(0, 300), 77},
+        {"", 77},
+        {"-", 77},  // none
+        {malformed + own, kTrusted},
+        {malformed, 60},
         {own, kTrusted},
     };
     for (const auto& [bundle, result] : cases) {

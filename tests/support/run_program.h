@@ -62,9 +62,9 @@ inline int run_apart(const std::function<int()>& body) {
     return wait_for(child);
 }
 
-inline std::string self_signed_certificate() {
+inline std::string self_signed_certificate(const std::string& extension = "subjectAltName=DNS:t") {
     return run_program({"/usr/bin/openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256",
-                        "-nodes", "-keyout", "/dev/null", "-subj", "/CN=t"})
+                        "-nodes", "-keyout", "/dev/null", "-subj", "/CN=t", "-addext", extension})
         .out;
 }
 
