@@ -49,6 +49,7 @@ public:
     bool open(const std::string& address, int port);
 
 private:
+    void make_tables();
     bool process_and_close_socket(socket_t sock) override;
     void serve(TlsStream& stream, unsigned number);
     void answer(const httplib::Request& parsed, httplib::Response& response);
