@@ -33,11 +33,6 @@ void print_row(const std::string& what, double ours, double other, const char* u
 
 }  // namespace
 
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
 double time_each_us(int count, const std::function<void()>& work) {
     std::vector<double> times_us;
     for (int i = 0; i < count; ++i) {

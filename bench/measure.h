@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "median.h"
+
 namespace bench {
 
 // Alternating runs of a comparison.
 inline constexpr int kRuns = 9;
-
-double median(std::vector<double> values);
 
 // Microseconds that one execution of `work` takes: the median of `count`.
 double time_each_us(int count, const std::function<void()>& work);

@@ -4,7 +4,6 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -12,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "median.h"
 #include "nas.h"
 #include "support/daemon.h"
 
@@ -73,8 +73,7 @@ double settled_kib(pid_t pid) {
         std::this_thread::sleep_for(std::chrono::milliseconds(200));  // the daemon tidies up behind its replies
         kib.push_back(bench::memory_kib(pid, "Anonymous"));
     }
-    std::nth_element(kib.begin(), kib.begin() + kMoments / 2, kib.end());
-    return kib[kMoments / 2];
+    return bench::median(kib);
 }
 
 // As the scripts start it: see appliance-service and the unit.
